@@ -1,0 +1,25 @@
+// What one call carries from its frame to its work routine. Lives for exactly one native call, on one thread.
+#pragma once
+
+#include <cstdint>
+
+#include "call/domain_settings.h"
+#include "call/log.h"
+#include "call/row.h"
+#include "platform/platform.h"
+
+namespace zorvan::call {
+
+struct NativeHandler {
+  NativeHandler(platform::Platform& callPlatform, LogSink& sink)
+      : platform(callPlatform), log(sink) {}
+
+  platform::Platform& platform;
+  Log log;
+  KeyTable keys;              // of every row that the call makes
+  bool debugEnabled = false;  // recorded only: every line goes to Java, which filters
+  DomainSettings settings;
+  std::int32_t validDcCount = 0;  // controllers that answered: 0 or 1
+};
+
+}  // namespace zorvan::call

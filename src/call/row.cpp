@@ -1,0 +1,34 @@
+#include "call/row.h"
+
+namespace zorvan::call {
+
+KeyId KeyTable::Intern(std::u16string_view key) {
+  if (const auto found = ids_.find(key); found != ids_.end()) return found->second;
+  const auto id = static_cast<KeyId>(names_.size());
+  ids_.emplace(names_.emplace_back(key), id);
+  return id;
+}
+
+void Row::Clear() {
+  tokens_.clear();
+  texts_.clear();
+}
+
+void Row::AddToken(TokenKind kind, KeyId key, std::u16string_view text) {
+  tokens_.push_back({kind, key, static_cast<std::uint32_t>(texts_.size()),
+                     static_cast<std::uint32_t>(text.size())});
+  texts_.append(text);
+}
+
+std::optional<std::u16string_view> Row::FirstText(KeyId key) const {
+  for (std::size_t i = 0; i < tokens_.size(); ++i) {
+    if (tokens_[i].key != key) continue;
+    if (tokens_[i].kind == TokenKind::kText) return TextOf(tokens_[i]);
+    const bool listOfTexts = tokens_[i].kind == TokenKind::kListBegin && i + 1 < tokens_.size() &&
+                             tokens_[i + 1].kind == TokenKind::kText;
+    if (listOfTexts) return TextOf(tokens_[i + 1]);
+  }
+  return std::nullopt;
+}
+
+}  // namespace zorvan::call

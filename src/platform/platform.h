@@ -1,0 +1,33 @@
+// The port: everything the library asks of the operating system. One Platform is made per native call, so an adapter can keep
+// what one call shares (an apartment, connections) in it; destroying it closes all of that.
+#pragma once
+
+#include <memory>
+
+#include "platform/accounts.h"
+#include "platform/directory.h"
+#include "platform/result.h"
+#include "platform/system.h"
+
+namespace zorvan::platform {
+
+enum class Apartment { kNone, kSingleThreaded, kMultithreaded };
+
+class Platform {
+ public:
+  virtual ~Platform() = default;
+
+  // CoInitialize and its like, for the calling thread. The result is for the log only: a thread that is already in another
+  // apartment works on in that one. Uninitializing without a successful initialization does nothing.
+  virtual HResult InitializeApartment(Apartment apartment) = 0;
+  virtual void UninitializeApartment() = 0;
+
+  virtual Directory& directory() = 0;
+  virtual Accounts& accounts() = 0;
+  virtual System& system() = 0;
+};
+
+// The adapter of the operating system that the library was built for.
+std::unique_ptr<Platform> CreatePlatform();
+
+}  // namespace zorvan::platform

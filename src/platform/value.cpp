@@ -1,0 +1,28 @@
+#include "platform/value.h"
+
+#include "platform/text.h"
+
+namespace zorvan::platform {
+
+void AttributeSet::Add(std::u16string_view name, const Column& column) {
+  Entry& entry = entries_.emplace_back();
+  entry.name = name;
+  entry.values.reserve(column.values.size());
+  for (Value value : column.values) {
+    if (!value.text.empty()) value.text = texts_.emplace_back(value.text);
+    if (!value.octets.empty()) {
+      value.octets = octets_.emplace_back(value.octets.begin(), value.octets.end());
+    }
+    entry.values.push_back(value);
+  }
+  entry.column = Column{column.type, entry.values};
+}
+
+const Column* AttributeSet::Find(std::u16string_view name) const {
+  for (const Entry& entry : entries_) {
+    if (EqualsIgnoringCase(entry.name, name)) return &entry.column;
+  }
+  return nullptr;
+}
+
+}  // namespace zorvan::platform
