@@ -1,0 +1,150 @@
+package com.velmora.tesk.zorvan.common.server;
+
+import java.util.ArrayList;
+import java.util.Arrays;
+import java.util.List;
+import java.util.Objects;
+import java.util.Properties;
+import java.util.stream.Collectors;
+
+/**
+ * Makes the settings that tell a native call which domain to work on and as whom.
+ *
+ * <pre>{@code
+ * Properties settings =
+ *     DomainSettings.ofDomain("example.com")
+ *         .controllers(List.of("dc1.example.com", "dc2.example.com"))
+ *         .user("EXAMPLE\\admin", password)
+ *         .toProperties();
+ * }</pre>
+ *
+ * <p>The library takes names of domains, controllers and users up to 99 characters, naming contexts
+ * up to 259 and passwords up to 99; longer ones are refused when a call begins.
+ */
+public final class DomainSettings {
+  /** DNS name of the domain. */
+  public static final String DOMAIN_NAME = "DOMAIN_NAME";
+
+  /** The domain's name before a plain user name, as in {@code EXAMPLE\admin}. */
+  public static final String USER_DOMAIN_NAME = "USER_DOMAIN_NAME";
+
+  /** {@code ArrayList<String>} of controller host names; the first that answers serves the call. */
+  public static final String DOMAIN_CONTROLLER_LIST = "DOMAIN_CONTROLLER_LIST";
+
+  /** {@code ArrayList<String>} of global catalogue host names; may be empty. */
+  public static final String GC_LIST = "GC_LIST";
+
+  public static final String USER_NAME = "USER_NAME";
+
+  /**
+   * The name to log on with when it holds a backslash or an at sign; else {@link #USER_DOMAIN_NAME}
+   * and {@link #USER_NAME} are joined.
+   */
+  public static final String USER_DISTINGUISHED_NAME = "USER_DISTINGUISHED_NAME";
+
+  public static final String PASSWORD = "PASSWORD";
+  public static final String DEFAULT_NAMING_CONTEXT = "DEFAULT_NAMING_CONTEXT";
+  public static final String ROOT_DOMAIN_NAMING_CONTEXT = "ROOT_DOMAIN_NAMING_CONTEXT";
+  public static final String SCHEMA_NAMING_CONTEXT = "SCHEMA_NAMING_CONTEXT";
+  public static final String CONFIGURATION_NAMING_CONTEXT = "CONFIGURATION_NAMING_CONTEXT";
+  public static final String DOMAIN_FUNCTIONAL_LEVEL = "DOMAIN_FUNCTIONAL_LEVEL";
+
+  /** {@code "true"}: the user and password given are used; else the identity of this process. */
+  public static final String IS_AUTHENTICATION_REQUIRED = "IS_AUTHENTICATION_REQUIRED";
+
+  /** {@code Integer}: one of the constants of {@link DomainInfoCache}. */
+  public static final String ACCOUNT_LOOKUP_STATUS = "ACCOUNT_LOOKUP_STATUS";
+
+  private final String dnsDomain;
+  private final String defaultNamingContext;
+  private String forestNamingContext;
+  private String userDomain;
+  private List<String> controllers = List.of();
+  private List<String> globalCatalogues = List.of();
+  private String user;
+  private char[] password;
+
+  private DomainSettings(String dnsDomain) {
+    this.dnsDomain = Objects.requireNonNull(dnsDomain, "dnsDomain");
+    this.defaultNamingContext = namingContext(dnsDomain);
+    this.forestNamingContext = defaultNamingContext;
+    this.userDomain = dnsDomain;
+  }
+
+  /** Begins with the DNS name of a domain, from which the naming contexts follow. */
+  public static DomainSettings ofDomain(String dnsDomain) {
+    return new DomainSettings(dnsDomain);
+  }
+
+  /** The naming context of a DNS domain: {@code DC=example,DC=com} for {@code example.com}. */
+  public static String namingContext(String dnsDomain) {
+    return Arrays.stream(dnsDomain.split("\\."))
+        .filter(label -> !label.isEmpty())
+        .map(label -> "DC=" + label)
+        .collect(Collectors.joining(","));
+  }
+
+  /** The DNS name of the forest's root domain, when the domain is not the root itself. */
+  public DomainSettings forest(String rootDnsDomain) {
+    forestNamingContext = namingContext(rootDnsDomain);
+    return this;
+  }
+
+  /** The domain's NetBIOS name, put before a plain user name. */
+  public DomainSettings userDomain(String netbiosDomain) {
+    userDomain = netbiosDomain;
+    return this;
+  }
+
+  /** The controllers to try, in this order. */
+  public DomainSettings controllers(List<String> hostNames) {
+    controllers = List.copyOf(hostNames);
+    return this;
+  }
+
+  /** The global catalogues; the first is used. */
+  public DomainSettings globalCatalogues(List<String> hostNames) {
+    globalCatalogues = List.copyOf(hostNames);
+    return this;
+  }
+
+  /**
+   * Logs on as a user; without this call the identity of the process is used.
+   *
+   * @param name {@code DOMAIN\name}, {@code name@domain}, or a plain name of {@link #userDomain}
+   * @param password read when {@link #toProperties()} is called; the caller may wipe it after that
+   */
+  public DomainSettings user(String name, char[] password) {
+    this.user = Objects.requireNonNull(name, "name");
+    this.password = Objects.requireNonNull(password, "password");
+    return this;
+  }
+
+  /** The domain's naming context. */
+  public String defaultNamingContext() {
+    return defaultNamingContext;
+  }
+
+  /** The settings as the native methods take them: a new object, which the caller may change. */
+  public Properties toProperties() {
+    Properties settings = new Properties();
+    settings.put(DOMAIN_NAME, dnsDomain);
+    settings.put(USER_DOMAIN_NAME, userDomain);
+    settings.put(DOMAIN_CONTROLLER_LIST, new ArrayList<>(controllers));
+    settings.put(GC_LIST, new ArrayList<>(globalCatalogues));
+    settings.put(DEFAULT_NAMING_CONTEXT, defaultNamingContext);
+    settings.put(ROOT_DOMAIN_NAMING_CONTEXT, forestNamingContext);
+    settings.put(CONFIGURATION_NAMING_CONTEXT, "CN=Configuration," + forestNamingContext);
+    settings.put(SCHEMA_NAMING_CONTEXT, "CN=Schema,CN=Configuration," + forestNamingContext);
+    settings.put(DOMAIN_FUNCTIONAL_LEVEL, "");
+    settings.put(ACCOUNT_LOOKUP_STATUS, DomainInfoCache.getInstance().getDomainStatus(dnsDomain));
+    settings.put(IS_AUTHENTICATION_REQUIRED, Boolean.toString(user != null));
+    if (user != null) {
+      boolean qualified = user.indexOf('\\') >= 0 || user.indexOf('@') >= 0;
+      settings.put(USER_NAME, user.substring(user.indexOf('\\') + 1));
+      settings.put(USER_DISTINGUISHED_NAME, qualified ? user : "");
+      settings.put(PASSWORD, new String(password));
+    }
+    return settings;
+  }
+}

@@ -1,0 +1,64 @@
+package com.velmora.tesk.zorvan.common.server;
+
+import java.util.ArrayList;
+import java.util.List;
+
+/**
+ * The list of errors of one native call. The library appends through {@link #setErrorList}; the
+ * caller reads {@link #entries()} afterwards. Safe to read while the call still runs.
+ */
+public class NativeError {
+  private final List<Entry> entries = new ArrayList<>();
+
+  /**
+   * One error.
+   *
+   * @param objectName what it concerns: a distinguished name, account, path or domain
+   * @param severity {@code SEVERE} when the operation ended for that object, {@code WARNING} when
+   *     it went on
+   * @param code the result code in lower-case hexadecimal without prefix; empty when there is none
+   * @param key the message key, to be looked up in the caller's language; may be empty
+   * @param message the operating system's text for the code, or null
+   */
+  public record Entry(String objectName, String severity, String code, String key, String message) {
+
+    /** Whether the operation ended because of this error. */
+    public boolean isSevere() {
+      return !"WARNING".equalsIgnoreCase(severity);
+    }
+  }
+
+  /**
+   * Appends an entry. Called by the library, once per error; the arguments are those of {@link
+   * Entry}.
+   */
+  public synchronized void setErrorList(
+      Object objectName, String severity, Object code, Object key, Object message) {
+    entries.add(
+        new Entry(
+            text(objectName),
+            severity == null ? "SEVERE" : severity,
+            text(code),
+            text(key),
+            message == null ? null : message.toString()));
+  }
+
+  /** The entries so far, in the order they were added. */
+  public synchronized List<Entry> entries() {
+    return List.copyOf(entries);
+  }
+
+  /** Whether nothing went wrong so far. */
+  public synchronized boolean isEmpty() {
+    return entries.isEmpty();
+  }
+
+  private static String text(Object value) {
+    return value == null ? "" : value.toString();
+  }
+
+  @Override
+  public String toString() {
+    return entries().toString();
+  }
+}
