@@ -10,8 +10,8 @@
 
 namespace zorvan::call {
 
-// Capacities in characters, a terminator included: what the field was declared to hold on the Java side. A longer value fails
-// the initialisation instead of being cut.
+// Capacities in characters, a terminator included: what the field was declared to hold on the Java
+// side. A longer value fails the initialisation instead of being cut.
 inline constexpr std::size_t kNameCapacity = 100;
 inline constexpr std::size_t kLogonNameCapacity = 256;
 inline constexpr std::size_t kControllerCapacity = 255;
@@ -22,8 +22,8 @@ inline constexpr std::int32_t kLookupLocally = 0;
 inline constexpr std::int32_t kLookupOnServer = 1;
 inline constexpr std::int32_t kLookupDisabled = 2;
 
-// Texts that are absent from the settings are empty; those that only exist with explicit authentication, and gcName, are
-// optional. The password is wiped when the settings go.
+// Texts that are absent from the settings are empty; those that only exist with explicit
+// authentication, and gcName, are optional. The password is wiped when the settings go.
 struct DomainSettings {
   DomainSettings() = default;
   DomainSettings(const DomainSettings&) = delete;

@@ -1,4 +1,5 @@
-// Errors that the user must learn of. They carry message keys, never display text; the Java side looks the keys up.
+// Errors that the user must learn of. They carry message keys, never display text; the Java side
+// looks the keys up.
 #pragma once
 
 #include <cstdint>
@@ -34,7 +35,8 @@ class ErrorList {
 void AddNativeError(ErrorList& errors, std::u16string_view objectName, std::string_view severity,
                     std::uint32_t code, std::string_view key);
 
-// Adds an entry with the system's message text for the code ("Unknown Error" when it has none, empty for code 0).
+// Adds an entry with the system's message text for the code ("Unknown Error" when it has none,
+// empty for code 0).
 void AddSystemError(NativeHandler& handler, ErrorList& errors, std::u16string_view objectName,
                     std::string_view severity, std::uint32_t code, std::string_view key = {});
 

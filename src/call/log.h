@@ -1,8 +1,10 @@
-// Log lines of a call. The library has no log of its own: lines are formatted here and handed to whoever made the call.
+// Log lines of a call. The library has no log of its own: lines are formatted here and handed to
+// whoever made the call.
 //
-// Formats are those of the C runtime that the messages were written for: %s narrow text, %ws and %S wide text, %wc a wide
-// character, %d %i %ld %u %x %0x %08X, %I64i and %%. Arguments are typed, so a conversion that does not fit its argument prints the
-// argument in its own way instead of reading wild memory; a conversion without an argument prints nothing.
+// Formats are those of the C runtime that the messages were written for: %s narrow text, %ws and %S
+// wide text, %wc a wide character, %d %i %ld %u %x %0x %08X, %I64i and %%. Arguments are typed, so
+// a conversion that does not fit its argument prints the argument in its own way instead of reading
+// wild memory; a conversion without an argument prints nothing.
 #pragma once
 
 #include <cstdint>
@@ -33,12 +35,14 @@ class LogArgument {
   enum class Kind { kSigned, kUnsigned, kNarrow, kWide };
 
   template <typename T>
-    requires(std::is_integral_v<T> && std::is_signed_v<T>)
-  LogArgument(T value)  // NOLINT(google-explicit-constructor): arguments are written as they are
-      : kind_(Kind::kSigned), number_(static_cast<std::uint64_t>(static_cast<std::int64_t>(value))), size_(sizeof(T)) {}
+  requires(std::is_integral_v<T>&& std::is_signed_v<T>) LogArgument(
+      T value)  // NOLINT(google-explicit-constructor): arguments are written as they are
+      : kind_(Kind::kSigned),
+        number_(static_cast<std::uint64_t>(static_cast<std::int64_t>(value))),
+        size_(sizeof(T)) {}
   template <typename T>
-    requires(std::is_integral_v<T> && std::is_unsigned_v<T>)
-  LogArgument(T value)  // NOLINT(google-explicit-constructor)
+  requires(std::is_integral_v<T>&& std::is_unsigned_v<T>)
+      LogArgument(T value)  // NOLINT(google-explicit-constructor)
       : kind_(Kind::kUnsigned), number_(value), size_(sizeof(T)) {}
   LogArgument(std::string_view text) : kind_(Kind::kNarrow), narrow_(text) {}   // NOLINT
   LogArgument(const char* text) : LogArgument(std::string_view(text)) {}        // NOLINT

@@ -1,4 +1,5 @@
-// What one call carries from its frame to its work routine. Lives for exactly one native call, on one thread.
+// What one call carries from its frame to its work routine. Lives for exactly one native call, on
+// one thread.
 #pragma once
 
 #include <cstdint>

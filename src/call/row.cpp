@@ -14,6 +14,12 @@ void Row::Clear() {
   texts_.clear();
 }
 
+void Row::Truncate(std::size_t tokenCount) {
+  if (tokenCount >= tokens_.size()) return;
+  texts_.resize(tokens_[tokenCount].offset);
+  tokens_.resize(tokenCount);
+}
+
 void Row::AddToken(TokenKind kind, KeyId key, std::u16string_view text) {
   tokens_.push_back({kind, key, static_cast<std::uint32_t>(texts_.size()),
                      static_cast<std::uint32_t>(text.size())});

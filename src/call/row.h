@@ -1,15 +1,15 @@
 // One row on its way to Java: keys with values that are texts, lists (of texts and rows) or rows.
 //
-// A row is a flat list of tokens over one text arena. Both are reused from row to row, so that after the first rows of a search
-// nothing is allocated per value. Keys are interned once per call in a KeyTable, so that whoever turns rows into objects can make
-// each key's object once.
+// A row is a flat list of tokens over one text arena. Both are reused from row to row, so that
+// after the first rows of a search nothing is allocated per value. Keys are interned once per call
+// in a KeyTable, so that whoever turns rows into objects can make each key's object once.
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <deque>
 #include <unordered_map>
 #include <vector>
 
@@ -33,7 +33,8 @@ class Row {
  public:
   enum class TokenKind : std::uint8_t { kText, kListBegin, kListEnd, kRowBegin, kRowEnd };
 
-  // key counts for tokens directly inside a row, and is kNoKey for those inside a list and for the two ends.
+  // key counts for tokens directly inside a row, and is kNoKey for those inside a list and for the
+  // two ends.
   struct Token {
     TokenKind kind;
     KeyId key;
@@ -44,7 +45,11 @@ class Row {
 
   void Clear();
 
-  // Inside a row: a text, a list or a row under a key. A key that is put twice holds what was put last.
+  // Drops all tokens from this one on, to take back what was begun.
+  void Truncate(std::size_t tokenCount);
+
+  // Inside a row: a text, a list or a row under a key. A key that is put twice holds what was put
+  // last.
   void PutText(KeyId key, std::u16string_view text) { AddToken(TokenKind::kText, key, text); }
   void BeginList(KeyId key) { AddToken(TokenKind::kListBegin, key, {}); }
   void EndList() { AddToken(TokenKind::kListEnd, kNoKey, {}); }
@@ -61,7 +66,8 @@ class Row {
   }
   bool empty() const { return tokens_.empty(); }
 
-  // The first text under a key of the row itself: the text, or the first text of the list. Absent when there is none.
+  // The first text under a key of the row itself: the text, or the first text of the list. Absent
+  // when there is none.
   std::optional<std::u16string_view> FirstText(KeyId key) const;
 
  private:
@@ -71,7 +77,8 @@ class Row {
   std::u16string texts_;
 };
 
-// Receives rows (on the calling thread). Once a callback has failed, IsCompleted answers true from then on.
+// Receives rows (on the calling thread). Once a callback has failed, IsCompleted answers true from
+// then on.
 class RowListener {
  public:
   virtual ~RowListener() = default;

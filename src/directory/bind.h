@@ -14,15 +14,18 @@ namespace zorvan::directory {
 inline constexpr std::u16string_view kDeletedObjectsGuid = u"18e2ea80684f11d2b9aa00c04f79f805";
 
 // ldapRootPath + distinguished name.
-std::u16string ObjectPath(const call::DomainSettings& settings, std::u16string_view distinguishedName);
+std::u16string ObjectPath(const call::DomainSettings& settings,
+                          std::u16string_view distinguishedName);
 // "LDAP://" + controller + "/" + distinguished name.
-std::u16string ControllerPath(std::u16string_view controller, std::u16string_view distinguishedName);
+std::u16string ControllerPath(std::u16string_view controller,
+                              std::u16string_view distinguishedName);
 // The container of deleted objects, bound with kDeletedObjectsFlags.
 std::u16string DeletedObjectsPath(const call::DomainSettings& settings);
 inline constexpr std::uint32_t kDeletedObjectsFlags =
     platform::kSecureAuthentication | platform::kFastBind;
 
-// Log the path and the user, then open. A path of kPathCapacity characters or more is kBadPathname without asking the platform.
+// Log the path and the user, then open. A path of kPathCapacity characters or more is kBadPathname
+// without asking the platform.
 platform::HResult BindObject(call::NativeHandler& handler, std::u16string_view path,
                              std::unique_ptr<platform::DirectorySearch>& search,
                              std::uint32_t flags = platform::kSecureAuthentication);

@@ -1,5 +1,5 @@
-// The one search pattern behind reports and searches: set the preferences, execute, turn each row into a Row, hand it over.
-// Rows are never gathered.
+// The one search pattern behind reports and searches: set the preferences, execute, turn each row
+// into a Row, hand it over. Rows are never gathered.
 #pragma once
 
 #include <cstdint>
@@ -23,20 +23,28 @@ struct SearchRequest {
   bool tombstones = false;
 };
 
-// Searches and reports treat the listener's first answer differently: a search delivers its first row whatever the listener says
-// before it, a report delivers nothing to a listener that has enough from the start.
+// Searches and reports treat the listener's first answer differently: a search delivers its first
+// row whatever the listener says before it, a report delivers nothing to a listener that has enough
+// from the start.
 enum class FirstAnswer { kDiscarded, kHonoured };
 
-// Decides from the columns whether the current row is handed over. Its attributes are asked for besides those of the request.
+// Decides from the columns whether the current row is handed over. Its attributes are asked for
+// besides those of the request.
 struct RowSelection {
   std::vector<std::u16string_view> attributes;
   std::function<bool(platform::DirectorySearch&)> keep;
 };
 
 struct SearchOutcome {
-  platform::HResult result = 0;  // why the search ended: success, or the failure of ExecuteSearch or GetNextRow
-  std::uint32_t rows = 0;        // handed over
+  platform::HResult result =
+      0;  // why the search ended: success, or the failure of ExecuteSearch or GetNextRow
+  std::uint32_t rows = 0;  // handed over
 };
+
+// Scope and page size as every search sets them; tombstones are asked for only where deleted
+// objects are wanted.
+platform::HResult SetStandardPreferences(platform::DirectorySearch& search,
+                                         platform::SearchScope scope, bool tombstones);
 
 // Runs a search under an opened root and streams its rows to the listener.
 SearchOutcome StreamRows(call::NativeHandler& handler, platform::DirectorySearch& search,

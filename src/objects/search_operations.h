@@ -9,7 +9,8 @@
 
 namespace zorvan::objects {
 
-// Streams every object under the container that the filter matches. Failures are logged; searches add no error entries.
+// Streams every object under the container that the filter matches. Failures are logged; searches
+// add no error entries.
 void GetObjects(call::NativeHandler& handler, const std::optional<std::u16string>& container,
                 const std::optional<std::u16string>& filter,
                 std::span<const std::u16string> attributes, call::RowListener& listener);

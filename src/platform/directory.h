@@ -1,7 +1,9 @@
-// What the library asks of the operating system's directory interface: opening objects by path, searching, reading.
+// What the library asks of the operating system's directory interface: opening objects by path,
+// searching, reading.
 //
-// Every operation returns an HResult exactly as the platform would. Objects are owned by unique_ptr; letting go of one closes it.
-// All of them belong to the call (and thread) whose Platform made them.
+// Every operation returns an HResult exactly as the platform would. Objects are owned by
+// unique_ptr; letting go of one closes it. All of them belong to the call (and thread) whose
+// Platform made them.
 #pragma once
 
 #include <cstdint>
@@ -37,26 +39,30 @@ struct SearchPreference {
   std::uint32_t value;  // a SearchScope, a row count, or 0 and 1 for false and true
 };
 
-// One search under the object that was opened (IDirectorySearch). Executing again ends the search before.
+// One search under the object that was opened (IDirectorySearch). Executing again ends the search
+// before.
 class DirectorySearch {
  public:
   virtual ~DirectorySearch() = default;
 
   virtual HResult SetSearchPreference(std::span<const SearchPreference> preferences) = 0;
 
-  // Starts the search. Attribute names are asked for as they are given; the object's own name can always be read as the column
-  // "ADsPath". A malformed filter is kInvalidFilter here or a failure of the first GetNextRow.
+  // Starts the search. Attribute names are asked for as they are given; the object's own name can
+  // always be read as the column "ADsPath". A malformed filter is kInvalidFilter here or a failure
+  // of the first GetNextRow.
   virtual HResult ExecuteSearch(std::u16string_view filter,
                                 std::span<const std::u16string_view> attributes) = 0;
 
   // Steps to the next row: kOk, kNoMoreRows, or the failure that ended the search.
   virtual HResult GetNextRow() = 0;
 
-  // The values of the current row's attribute; kColumnNotSet when the row has none. The views live until the next GetNextRow.
+  // The values of the current row's attribute; kColumnNotSet when the row has none. The views live
+  // until the next GetNextRow.
   virtual HResult GetColumn(std::u16string_view attribute, Column& column) = 0;
 
-  // Calls back with every text value of the attribute in the current row and in rows that have arrived but were not stepped to
-  // yet, so that what they refer to can be asked for early. An adapter that holds no rows ahead does nothing.
+  // Calls back with every text value of the attribute in the current row and in rows that have
+  // arrived but were not stepped to yet, so that what they refer to can be asked for early. An
+  // adapter that holds no rows ahead does nothing.
   virtual void ForEachReceivedText(std::u16string_view attribute,
                                    const std::function<void(std::u16string_view)>& visit) = 0;
 };
@@ -66,7 +72,8 @@ class DirectoryObject {
  public:
   virtual ~DirectoryObject() = default;
 
-  // Reads the named attributes; one that the object does not have is simply missing from the set. Replaces the set.
+  // Reads the named attributes; one that the object does not have is simply missing from the set.
+  // Replaces the set.
   virtual HResult GetObjectAttributes(std::span<const std::u16string_view> names,
                                       AttributeSet& attributes) = 0;
 };
@@ -76,7 +83,8 @@ class PropertyObject {
  public:
   virtual ~PropertyObject() = default;
 
-  // Reads one attribute through the cache; kPropertyNotFound when the object has none. Replaces the set.
+  // Reads one attribute through the cache; kPropertyNotFound when the object has none. Replaces the
+  // set.
   virtual HResult Get(std::u16string_view attribute, AttributeSet& value) = 0;
 
   // The same object as a search root (QueryInterface for IDirectorySearch).
@@ -89,7 +97,8 @@ struct ExtendedError {
   std::u16string text;
 };
 
-// Opens objects by path (ADsOpenObject). Paths: "LDAP://server[:port]/DN", "LDAP://server/<GUID=...>", "<SID=...>",
+// Opens objects by path (ADsOpenObject). Paths: "LDAP://server[:port]/DN",
+// "LDAP://server/<GUID=...>", "<SID=...>",
 // "<WKGUID=guid,DN>", "LDAP://server/RootDSE", and the same with "GC://". Flags are the bits above.
 class Directory {
  public:
@@ -103,8 +112,9 @@ class Directory {
                                      std::uint32_t flags,
                                      std::unique_ptr<PropertyObject>& object) = 0;
 
-  // Opens each path and reads the named attributes of each, in whatever way is fastest; visit is called once per path, in any
-  // order, with the result of opening or reading it. The set may be moved from.
+  // Opens each path and reads the named attributes of each, in whatever way is fastest; visit is
+  // called once per path, in any order, with the result of opening or reading it. The set may be
+  // moved from.
   virtual void ReadObjects(
       std::span<const std::u16string> paths, const Credentials& credentials, std::uint32_t flags,
       std::span<const std::u16string_view> attributes,

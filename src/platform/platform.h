@@ -1,5 +1,6 @@
-// The port: everything the library asks of the operating system. One Platform is made per native call, so an adapter can keep
-// what one call shares (an apartment, connections) in it; destroying it closes all of that.
+// The port: everything the library asks of the operating system. One Platform is made per native
+// call, so an adapter can keep what one call shares (an apartment, connections) in it; destroying
+// it closes all of that.
 #pragma once
 
 #include <memory>
@@ -17,8 +18,9 @@ class Platform {
  public:
   virtual ~Platform() = default;
 
-  // CoInitialize and its like, for the calling thread. The result is for the log only: a thread that is already in another
-  // apartment works on in that one. Uninitializing without a successful initialization does nothing.
+  // CoInitialize and its like, for the calling thread. The result is for the log only: a thread
+  // that is already in another apartment works on in that one. Uninitializing without a successful
+  // initialization does nothing.
   virtual HResult InitializeApartment(Apartment apartment) = 0;
   virtual void UninitializeApartment() = 0;
 

@@ -1,5 +1,5 @@
-// Result codes as the platform gives them. An HResult below zero is a failure; the named ones steer behaviour somewhere in the
-// library, all others are passed on as they came.
+// Result codes as the platform gives them. An HResult below zero is a failure; the named ones steer
+// behaviour somewhere in the library, all others are passed on as they came.
 #pragma once
 
 #include <cstdint>

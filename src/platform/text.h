@@ -1,4 +1,5 @@
-// Comparison of names as the directory's own tools do it: ignoring the case of ASCII letters and of nothing else.
+// Comparison of names as the directory's own tools do it: ignoring the case of ASCII letters and of
+// nothing else.
 #pragma once
 
 #include <algorithm>

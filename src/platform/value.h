@@ -1,5 +1,5 @@
-// The values of a directory attribute as the directory interface types them. Views borrow from whoever produced them; an
-// AttributeSet owns everything that its values refer to.
+// The values of a directory attribute as the directory interface types them. Views borrow from
+// whoever produced them; an AttributeSet owns everything that its values refer to.
 #pragma once
 
 #include <cstddef>
@@ -47,8 +47,9 @@ struct UtcTime {
   std::uint16_t millisecond = 0;
 };
 
-// One ADSVALUE. Which member counts follows from the AdsType of its column: text for the string types, number for boolean
-// (0 or 1), integer and large integer, time for UTC time, octets for octet strings and security descriptors.
+// One ADSVALUE. Which member counts follows from the AdsType of its column: text for the string
+// types, number for boolean (0 or 1), integer and large integer, time for UTC time, octets for
+// octet strings and security descriptors.
 struct Value {
   std::u16string_view text;
   std::span<const std::byte> octets;
@@ -62,8 +63,8 @@ struct Column {
   std::span<const Value> values;
 };
 
-// Attributes read from one object, with their storage. Movable, not copyable; the views stay valid while the set lives, also
-// when it is moved.
+// Attributes read from one object, with their storage. Movable, not copyable; the views stay valid
+// while the set lives, also when it is moved.
 class AttributeSet {
  public:
   AttributeSet() = default;
@@ -75,7 +76,8 @@ class AttributeSet {
   // Copies a column's values in.
   void Add(std::u16string_view name, const Column& column);
 
-  // Null when the object has no such attribute. Names are compared ignoring the case of ASCII letters.
+  // Null when the object has no such attribute. Names are compared ignoring the case of ASCII
+  // letters.
   const Column* Find(std::u16string_view name) const;
 
  private:

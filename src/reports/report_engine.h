@@ -17,13 +17,14 @@ namespace zorvan::reports {
 using ReportArgument = std::variant<std::int64_t, std::optional<std::u16string>>;
 
 struct ReportRequest {
-  std::optional<std::u16string> baseDn;           // absent when Java passed null
-  std::span<const std::u16string> attributes;     // the columns, in Java's order
-  std::span<const ReportArgument> arguments;      // one for each parameter of the definition
+  std::optional<std::u16string> baseDn;        // absent when Java passed null
+  std::span<const std::u16string> attributes;  // the columns, in Java's order
+  std::span<const ReportArgument> arguments;   // one for each parameter of the definition
 };
 
-// Streams the report's rows to the listener. A failed bind adds one error entry on the domain's name and streams nothing; a search
-// that fails on the way ends the rows and adds one, so that a short report never passes for a whole one.
+// Streams the report's rows to the listener. A failed bind adds one error entry on the domain's
+// name and streams nothing; a search that fails on the way ends the rows and adds one, so that a
+// short report never passes for a whole one.
 void RunReport(call::NativeHandler& handler, const ReportDefinition& report,
                const ReportRequest& request, call::RowListener& listener, call::ErrorList& errors);
 

@@ -12,15 +12,16 @@
 
 namespace zorvan::reports {
 
-// The text with every character that means something in a filter escaped ("\5c", "\2a", "\28", "\29", "\00").
+// The text with every character that means something in a filter escaped ("\5c", "\2a", "\28",
+// "\29", "\00").
 std::u16string EscapeFilterValue(std::u16string_view text);
 
-// Milliseconds since 1970 as the decimal count of 100-nanosecond intervals since 1601, cut to whole seconds. A time too far away
-// for the count takes the nearest one that fits.
+// Milliseconds since 1970 as the decimal count of 100-nanosecond intervals since 1601, cut to whole
+// seconds. A time too far away for the count takes the nearest one that fits.
 std::u16string FilterTime(std::int64_t milliseconds);
 
-// The filter of a report for these arguments. currentFileTime is used by reports that take no time from Java. Absent when a
-// parameter that the filter needs is null.
+// The filter of a report for these arguments. currentFileTime is used by reports that take no time
+// from Java. Absent when a parameter that the filter needs is null.
 std::optional<std::u16string> BuildFilter(const ReportDefinition& report,
                                           std::span<const ReportArgument> arguments,
                                           std::int64_t currentFileTime);

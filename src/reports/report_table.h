@@ -9,15 +9,16 @@ namespace zorvan::reports {
 
 // Where a parameter's value goes and what it looks like in Java.
 enum class ParameterKind {
-  kTime,             // long, milliseconds since 1970-01-01 UTC; a 100-nanosecond count since 1601 in the filter
-  kGeneralizedTime,  // String such as "20240131000000.0Z", spliced as it is
-  kText,             // String, escaped
+  kTime,  // long, milliseconds since 1970-01-01 UTC; a 100-nanosecond count since 1601 in the
+          // filter
+  kGeneralizedTime,    // String such as "20240131000000.0Z", spliced as it is
+  kText,               // String, escaped
   kDistinguishedName,  // String, escaped
-  kController,       // String, the controller that is searched; not part of the filter
+  kController,         // String, the controller that is searched; not part of the filter
 };
 
 struct ReportParameter {
-  std::string_view name;   // on the command line
+  std::string_view name;  // on the command line
   ParameterKind kind;
   std::string_view title;  // what it means, in words
 };
@@ -27,8 +28,8 @@ enum class ReportGroup { kUsers, kComputers, kMail, kOrganizationalUnits, kGroup
 // What a report does beyond its filter.
 enum class ReportRule {
   kFilterOnly,
-  kAccountFlags,        // keeps rows whose userAccountControl has a bit of the mask
-  kExpiredBefore,       // the filter's time is the current time
+  kAccountFlags,          // keeps rows whose userAccountControl has a bit of the mask
+  kExpiredBefore,         // the filter's time is the current time
   kEmptySecondParameter,  // another filter when the second parameter is empty
 };
 
@@ -37,12 +38,13 @@ struct ReportDefinition {
   ReportGroup group;
   std::string_view title;
   std::span<const ReportParameter> parameters;
-  // "%s" takes the parameters that are not controllers in their order; a single one is taken by every "%s".
+  // "%s" takes the parameters that are not controllers in their order; a single one is taken by
+  // every "%s".
   std::u16string_view filter;
   std::string_view defaultColumns;  // comma-separated
   ReportRule rule = ReportRule::kFilterOnly;
-  std::uint32_t accountFlags = 0;                    // of kAccountFlags
-  std::u16string_view filterForEmptySecond = {};     // of kEmptySecondParameter
+  std::uint32_t accountFlags = 0;                 // of kAccountFlags
+  std::u16string_view filterForEmptySecond = {};  // of kEmptySecondParameter
 };
 
 // All plain reports, in the order of their groups.

@@ -1,0 +1,25 @@
+# zorvan_room(NAME SOURCES file... [BELOW room...] [LIBRARIES library...])
+#
+# One folder of src/ as the static library zorvan_<name>. It sees the headers of the rooms it names under BELOW, and of those below
+# them, and of no others: each room has an include folder that holds nothing but a link to that room, so an include against the
+# direction of the arrows does not build. (Where the host cannot make links, all of src/ is visible.)
+
+function(zorvan_room name)
+  cmake_parse_arguments(ROOM "" "FOLDER" "SOURCES;BELOW;LIBRARIES" ${ARGN})
+  if(NOT ROOM_FOLDER)
+    set(ROOM_FOLDER ${name})
+  endif()
+  set(target zorvan_${name})
+  add_library(${target} STATIC ${ROOM_SOURCES})
+  if(CMAKE_HOST_WIN32)
+    target_include_directories(${target} PUBLIC ${PROJECT_SOURCE_DIR}/src)
+  else()
+    set(include_root ${PROJECT_BINARY_DIR}/include/${name})
+    get_filename_component(parent ${include_root}/${ROOM_FOLDER} DIRECTORY)
+    file(MAKE_DIRECTORY ${parent})
+    file(CREATE_LINK ${PROJECT_SOURCE_DIR}/src/${ROOM_FOLDER} ${include_root}/${ROOM_FOLDER} SYMBOLIC)
+    target_include_directories(${target} PUBLIC ${include_root})
+  endif()
+  list(TRANSFORM ROOM_BELOW PREPEND zorvan_ OUTPUT_VARIABLE rooms_below)
+  target_link_libraries(${target} PUBLIC ${rooms_below} zorvan_compiler PRIVATE ${ROOM_LIBRARIES})
+endfunction()

@@ -1,0 +1,93 @@
+#include "reports/report_filter.h"
+
+#include <limits>
+#include <vector>
+
+#include "call/decimal_text.h"
+
+namespace zorvan::reports {
+namespace {
+
+constexpr std::int64_t kSecondsFrom1601To1970 = 11644473600;
+constexpr std::int64_t kIntervalsPerSecond = 10'000'000;
+
+// The parameters as they stand in a filter, in their order; absent when one is null.
+std::optional<std::vector<std::u16string>> FilterValues(const ReportDefinition& report,
+                                                        std::span<const ReportArgument> arguments) {
+  std::vector<std::u16string> values;
+  for (std::size_t i = 0; i < report.parameters.size(); ++i) {
+    if (report.parameters[i].kind == ParameterKind::kController) continue;
+    if (const auto* time = std::get_if<std::int64_t>(&arguments[i])) {
+      values.push_back(FilterTime(*time));
+      continue;
+    }
+    const auto& text = std::get<std::optional<std::u16string>>(arguments[i]);
+    const bool mayBeNull = report.rule == ReportRule::kEmptySecondParameter && i == 1;
+    if (!text && !mayBeNull) return std::nullopt;
+    values.push_back(EscapeFilterValue(text.value_or(std::u16string())));
+  }
+  return values;
+}
+
+}  // namespace
+
+std::u16string EscapeFilterValue(std::u16string_view text) {
+  std::u16string escaped;
+  escaped.reserve(text.size());
+  for (char16_t unit : text) {
+    switch (unit) {
+      case u'\\':
+        escaped += u"\\5c";
+        break;
+      case u'*':
+        escaped += u"\\2a";
+        break;
+      case u'(':
+        escaped += u"\\28";
+        break;
+      case u')':
+        escaped += u"\\29";
+        break;
+      case u'\0':
+        escaped += u"\\00";
+        break;
+      default:
+        escaped.push_back(unit);
+    }
+  }
+  return escaped;
+}
+
+std::u16string FilterTime(std::int64_t milliseconds) {
+  constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max();
+  constexpr std::int64_t kLeast = std::numeric_limits<std::int64_t>::min();
+  const std::int64_t seconds = milliseconds / 1000 + kSecondsFrom1601To1970;
+  if (seconds > kMost / kIntervalsPerSecond) return call::DecimalText(kMost);
+  if (seconds < kLeast / kIntervalsPerSecond) return call::DecimalText(kLeast);
+  return call::DecimalText(seconds * kIntervalsPerSecond);
+}
+
+std::optional<std::u16string> BuildFilter(const ReportDefinition& report,
+                                          std::span<const ReportArgument> arguments,
+                                          std::int64_t currentFileTime) {
+  auto values = FilterValues(report, arguments);
+  if (!values) return std::nullopt;
+  if (report.rule == ReportRule::kExpiredBefore)
+    values->push_back(call::DecimalText(currentFileTime));
+  const bool emptySecond =
+      report.rule == ReportRule::kEmptySecondParameter && values->at(1).empty();
+  const std::u16string_view format = emptySecond ? report.filterForEmptySecond : report.filter;
+
+  std::u16string filter;
+  std::size_t next = 0;
+  for (std::size_t position = 0; position < format.size();) {
+    const std::size_t place = format.find(u"%s", position);
+    filter.append(format.substr(position, place - position));
+    if (place == std::u16string_view::npos) break;
+    filter.append(values->at(values->size() == 1 ? 0 : next++));
+    position = place + 2;
+  }
+  return filter;
+}
+
+}  // namespace zorvan::reports
