@@ -1,0 +1,85 @@
+#include "bridge/export_frame.h"
+
+#include <exception>
+#include <new>
+#include <string>
+
+#include "bridge/marshalling.h"
+#include "directory/handler_initialization.h"
+
+namespace zorvan::bridge {
+namespace {
+
+using call::LogMessage;
+
+constexpr std::string_view kSomeAuthenticationProblem =
+    "halden.common_authentication.native.failure.some_authentication_problem";
+
+bool IsDebugLogLevel(JavaCall& java) {
+  const JavaClassCache& classes = java.classes();
+  const jboolean answer =
+      java.env()->CallStaticBooleanMethodA(classes.logOwnerClass, classes.isdebugLogLevel, nullptr);
+  return java.Check() && answer == JNI_TRUE;
+}
+
+void Report(JavaLog& log, JavaErrorList& errors, platform::HResult result, std::string_view what) {
+  std::u16string line;
+  call::FormatLogText(line, "The call ended in an exception: %s", {{call::LogArgument(what)}});
+  log.Write(call::LogChannel::kGeneral, call::kMilestone, line);
+  call::AddNativeError(errors, {}, call::kSevere, platform::Bits(result),
+                       kSomeAuthenticationProblem);
+}
+
+}  // namespace
+
+ExportFrame::ExportFrame(JavaCall& java, const FrameTraits& traits, jobject errors)
+    : java_(java),
+      traits_(traits),
+      log_(java),
+      errors_(java, errors, log_),
+      platform_(platform::CreatePlatform()) {
+  platform_->InitializeApartment(traits_.apartment);
+  handler_.emplace(*platform_, log_);
+}
+
+ExportFrame::~ExportFrame() {
+  handler_.reset();
+  if (traits_.uninitializes) platform_->UninitializeApartment();
+}
+
+bool ExportFrame::Begin(jobject settings) {
+  if (!traits_.readsSettings) return true;
+  handler_->debugEnabled = IsDebugLogLevel(java_);
+  LogMessage(*handler_, call::kMilestone, "Initialization Starts");
+  if (settings == nullptr) {
+    LogMessage(*handler_, call::kMilestone, "No domain settings were passed");
+    call::AddNativeError(errors_, {}, call::kSevere, platform::Bits(platform::kInvalidArgument),
+                         kSomeAuthenticationProblem);
+    return false;
+  }
+  directory::DomainProperties properties;
+  ReadDomainProperties(java_, *handler_, settings, properties);
+  if (java_.Failed()) return false;
+  return directory::InitializeHandler(*handler_, properties, errors_) && !java_.Failed();
+}
+
+void ReportCaughtException(JavaCall& java, jobject errors) noexcept {
+  try {
+    JavaLog log(java);
+    JavaErrorList list(java, errors, log);
+    try {
+      throw;
+    } catch (const std::bad_alloc&) {
+      Report(log, list, platform::kOutOfMemory, "out of memory");
+    } catch (const std::exception& exception) {
+      Report(log, list, platform::kUnexpected, exception.what());
+    } catch (...) {
+      Report(log, list, platform::kUnexpected, "of an unknown kind");
+    }
+  } catch (...) {
+    // Not even memory for the report: the neutral result says what can still be said.
+    return;
+  }
+}
+
+}  // namespace zorvan::bridge

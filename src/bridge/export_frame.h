@@ -1,0 +1,84 @@
+// The frame around every exported method: prepares the call, runs its work routine, takes
+// everything down again.
+//
+// No C++ exception crosses it: whatever is thrown inside becomes a log line, an error entry and the
+// family's neutral result. A Java exception stays pending for the caller, and the routine behind it
+// ends without further calls into Java. A call that comes while the class cache is empty returns a
+// zero result at once, because there is nobody to report to.
+#pragma once
+
+#include <jni.h>
+
+#include <memory>
+#include <optional>
+
+#include "bridge/java_call.h"
+#include "bridge/java_errors.h"
+#include "bridge/java_log.h"
+#include "call/native_handler.h"
+#include "platform/platform.h"
+
+namespace zorvan::bridge {
+
+// What the frame does for a family of exports; see StreamingFamily for the members that a family
+// has.
+struct FrameTraits {
+  platform::Apartment apartment = platform::Apartment::kSingleThreaded;
+  bool uninitializes = true;  // leaves the apartment at the end
+  bool readsSettings = true;  // reads the domain settings and finds a controller; the routine runs
+                              // only if that succeeds
+};
+
+// Reports and searches that hand their rows to a listener.
+struct StreamingFamily {
+  using Result = jobject;
+  static constexpr FrameTraits kTraits{};
+  static Result NeutralResult(JavaCall&) { return nullptr; }
+};
+
+// What a call holds between the entry point and the work routine.
+class ExportFrame {
+ public:
+  ExportFrame(JavaCall& java, const FrameTraits& traits, jobject errors);
+  ExportFrame(const ExportFrame&) = delete;
+  ExportFrame& operator=(const ExportFrame&) = delete;
+  ~ExportFrame();
+
+  // False when the work routine must not run; the reason is logged and, if it is not Java's own
+  // exception, in the error list.
+  bool Begin(jobject settings);
+
+  JavaCall& java() { return java_; }
+  call::NativeHandler& handler() { return *handler_; }
+  call::ErrorList& errors() { return errors_; }
+
+ private:
+  JavaCall& java_;
+  const FrameTraits& traits_;
+  JavaLog log_;
+  JavaErrorList errors_;
+  std::unique_ptr<platform::Platform> platform_;
+  std::optional<call::NativeHandler> handler_;
+};
+
+// Reports the exception that is being handled.
+void ReportCaughtException(JavaCall& java, jobject errors) noexcept;
+
+// settings and errors may be null. routine takes the ExportFrame and returns the family's result.
+template <typename Family, typename Routine>
+typename Family::Result RunExport(JNIEnv* env, jobject settings, jobject errors,
+                                  Routine&& routine) noexcept {
+  const JavaClassCache* classes = UsableClassCache();
+  if (classes == nullptr) return {};
+  JavaCall java(env, *classes);
+  typename Family::Result result = Family::NeutralResult(java);
+  try {
+    ExportFrame frame(java, Family::kTraits, errors);
+    if (frame.Begin(settings)) result = routine(frame);
+  } catch (...) {
+    ReportCaughtException(java, errors);
+  }
+  return result;
+}
+
+}  // namespace zorvan::bridge

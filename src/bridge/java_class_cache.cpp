@@ -1,0 +1,226 @@
+#include "bridge/java_class_cache.h"
+
+#include <array>
+#include <atomic>
+#include <cstdio>
+
+#include "bridge/local_reference.h"
+
+namespace zorvan::bridge {
+namespace {
+
+using Cache = JavaClassCache;
+using ClassSlot = jclass Cache::*;
+using MethodSlot = jmethodID Cache::*;
+using FieldSlot = jfieldID Cache::*;
+using ObjectSlot = jobject Cache::*;
+
+enum class Kind { kClass, kInstanceMethod, kStaticMethod, kStaticField, kStaticObject };
+
+// One entry: what to look up, where to keep it, and what to print when it is not there. Calls
+// cannot do without an entry that has no message.
+struct Entry {
+  Kind kind;
+  ClassSlot owner;  // the class itself, or the class of the member
+  const char* name;
+  const char* signature = nullptr;
+  const char* message = nullptr;
+  const char* referenceMessage =
+      nullptr;  // when the class is there but the global reference is not
+  MethodSlot method = nullptr;
+  FieldSlot field = nullptr;
+  ObjectSlot object = nullptr;
+};
+
+constexpr Entry Class(ClassSlot slot, const char* name, const char* message = nullptr,
+                      const char* referenceMessage = nullptr) {
+  return {Kind::kClass, slot, name, nullptr, message, referenceMessage, nullptr, nullptr, nullptr};
+}
+
+constexpr Entry Method(ClassSlot owner, MethodSlot slot, const char* name, const char* signature,
+                       const char* message = nullptr) {
+  return {Kind::kInstanceMethod, owner, name, signature, message, nullptr, slot, nullptr, nullptr};
+}
+
+constexpr Entry StaticMethod(ClassSlot owner, MethodSlot slot, const char* name,
+                             const char* signature, const char* message = nullptr) {
+  return {Kind::kStaticMethod, owner, name, signature, message, nullptr, slot, nullptr, nullptr};
+}
+
+constexpr Entry StaticField(ClassSlot owner, FieldSlot slot, const char* name,
+                            const char* signature, const char* message) {
+  return {Kind::kStaticField, owner, name, signature, message, nullptr, nullptr, slot, nullptr};
+}
+
+constexpr Entry StaticObject(ClassSlot owner, FieldSlot field, ObjectSlot slot,
+                             const char* message) {
+  return {Kind::kStaticObject, owner, nullptr, nullptr, message, nullptr, nullptr, field, slot};
+}
+
+// The method name and the package that two of these messages speak of are not those that are looked
+// up. Whoever watches the output knows the messages as they are.
+constexpr const char* kNoLoggerMethod =
+    "Could not find method 'void fine(String)' method in java.util.logging.Logger!\n";
+constexpr const char* kNoHandlerClass =
+    "Could not find class com/velmora/tesk/zorvan/security/server/ADHandler!\n";
+constexpr const char* kHandlerClass = "com/velmora/tesk/zorvan/common/server/ADHandler";
+
+constexpr std::array kEntries{
+    Class(&Cache::propertiesClass, "java/util/Properties"),
+    Method(&Cache::propertiesClass, &Cache::propertiesConstructor, "<init>", "()V"),
+    Method(&Cache::propertiesClass, &Cache::propertiesPut, "put",
+           "(Ljava/lang/Object;Ljava/lang/Object;)Ljava/lang/Object;"),
+    Method(&Cache::propertiesClass, &Cache::propertiesGetProperty, "getProperty",
+           "(Ljava/lang/String;)Ljava/lang/String;"),
+    Method(&Cache::propertiesClass, &Cache::propertiesGet, "get",
+           "(Ljava/lang/Object;)Ljava/lang/Object;"),
+    Method(&Cache::propertiesClass, &Cache::propertiesContainsKey, "containsKey",
+           "(Ljava/lang/Object;)Z"),
+    Class(&Cache::longClass, "java/lang/Long"),
+    Method(&Cache::longClass, &Cache::longValue, "longValue", "()J"),
+    Class(&Cache::integerClass, "java/lang/Integer"),
+    Method(&Cache::integerClass, &Cache::integerConstructor, "<init>", "(I)V"),
+    Method(&Cache::integerClass, &Cache::integerValue, "intValue", "()I"),
+    Class(&Cache::arrayListClass, "java/util/ArrayList"),
+    Method(&Cache::arrayListClass, &Cache::arrayListSize, "size", "()I"),
+    Method(&Cache::arrayListClass, &Cache::arrayListGet, "get", "(I)Ljava/lang/Object;"),
+    Method(&Cache::arrayListClass, &Cache::arrayListConstructor, "<init>", "()V"),
+    Method(&Cache::arrayListClass, &Cache::arrayListSizedConstructor, "<init>", "(I)V"),
+    Method(&Cache::arrayListClass, &Cache::arrayListAdd, "add", "(Ljava/lang/Object;)Z"),
+    Method(&Cache::arrayListClass, &Cache::arrayListInsert, "add", "(ILjava/lang/Object;)V"),
+    Method(&Cache::arrayListClass, &Cache::arrayListRemove, "remove", "(I)Ljava/lang/Object;"),
+    Class(&Cache::nativeListenerClass,
+          "com/velmora/tesk/zorvan/common/server/model/NativeListener"),
+    Method(&Cache::nativeListenerClass, &Cache::nativeListenerAddRow, "addRow",
+           "(Ljava/util/Properties;)V"),
+    Method(&Cache::nativeListenerClass, &Cache::nativeListenerIsCompleted, "isCompleted", "()Z"),
+    Class(&Cache::nativeErrorClass, "com/velmora/tesk/zorvan/common/server/NativeError"),
+    Method(&Cache::nativeErrorClass, &Cache::nativeErrorSetErrorList, "setErrorList",
+           "(Ljava/lang/Object;Ljava/lang/String;Ljava/lang/Object;Ljava/lang/Object;"
+           "Ljava/lang/Object;)V"),
+    Class(&Cache::domainInfoCacheClass, "com/velmora/tesk/zorvan/common/server/DomainInfoCache",
+          "\n\nLRefDomainInfoCache is NULL\n\n", "\n\nDomainInfoCacheClass is NULL\n\n"),
+    StaticMethod(&Cache::domainInfoCacheClass, &Cache::domainInfoCacheGetInstance, "getInstance",
+                 "()Lcom/velmora/tesk/zorvan/common/server/DomainInfoCache;",
+                 "\n\nLgetDomainInfoCacheInstanceID is NULL\n\n"),
+    Method(&Cache::domainInfoCacheClass, &Cache::domainInfoCacheSetDomainStatus, "setDomainStatus",
+           "(Ljava/lang/String;I)V", "\n\nsetLookupStatusID is NULL\n\n"),
+    Class(&Cache::loggerClass, "java/util/logging/Logger",
+          "Could not find class java.util.logging.Logger!\n"),
+    Method(&Cache::loggerClass, &Cache::loggerInfo, "info", "(Ljava/lang/String;)V",
+           kNoLoggerMethod),
+    Class(&Cache::loggerOwnerClass, kHandlerClass, kNoHandlerClass),
+    StaticField(&Cache::loggerOwnerClass, &Cache::nativeLoggerField, "nativeLogger",
+                "Ljava/util/logging/Logger;",
+                "Could not find field 'java.util.logging.Logger nativeLogger'!\n"),
+    StaticObject(&Cache::loggerOwnerClass, &Cache::nativeLoggerField, &Cache::loggerObject,
+                 "Could not get logger object!\n"),
+    Class(&Cache::logOwnerClass, kHandlerClass, kNoHandlerClass),
+    StaticMethod(&Cache::logOwnerClass, &Cache::log, "log", "(ILjava/lang/String;)V"),
+    StaticMethod(&Cache::logOwnerClass, &Cache::admanglog, "admanglog", "(ILjava/lang/String;)V"),
+    StaticMethod(&Cache::logOwnerClass, &Cache::deleglog, "deleglog", "(ILjava/lang/String;)V"),
+    StaticMethod(&Cache::logOwnerClass, &Cache::isdebugLogLevel, "isdebugLogLevel", "()Z"),
+};
+
+Cache theCache;
+bool theCacheHoldsReferences = false;  // only Initialize and Cleanup look at it
+std::atomic<bool> theCacheIsUsable = false;
+
+void Print(const char* message) {
+  if (message != nullptr) std::printf("%s", message);
+}
+
+// A failed look-up leaves an exception pending, and JNI forbids to go on to the next look-up with
+// one.
+template <typename T>
+T Cleared(JNIEnv* env, T found) {
+  if (env->ExceptionCheck()) env->ExceptionClear();
+  return found;
+}
+
+bool FillClass(JNIEnv* env, const Entry& entry) {
+  const LocalRef<jclass> found(env, Cleared(env, env->FindClass(entry.name)));
+  if (!found) Print(entry.message);
+  auto* reference = found ? static_cast<jclass>(env->NewGlobalRef(found.get())) : nullptr;
+  theCache.*entry.owner = reference;
+  if (reference != nullptr) return true;
+  if (entry.referenceMessage != nullptr) {
+    Print(entry.referenceMessage);
+  } else if (found) {
+    Print(entry.message);
+  }
+  return false;
+}
+
+bool FillMember(JNIEnv* env, const Entry& entry) {
+  jclass owner = theCache.*entry.owner;
+  bool found = false;
+  switch (entry.kind) {
+    case Kind::kInstanceMethod:
+    case Kind::kStaticMethod: {
+      jmethodID& method = theCache.*entry.method;
+      method = nullptr;
+      if (owner != nullptr) {
+        method = Cleared(env, entry.kind == Kind::kStaticMethod
+                                  ? env->GetStaticMethodID(owner, entry.name, entry.signature)
+                                  : env->GetMethodID(owner, entry.name, entry.signature));
+      }
+      found = method != nullptr;
+      break;
+    }
+    case Kind::kStaticField: {
+      jfieldID& field = theCache.*entry.field;
+      field = owner == nullptr
+                  ? nullptr
+                  : Cleared(env, env->GetStaticFieldID(owner, entry.name, entry.signature));
+      found = field != nullptr;
+      break;
+    }
+    default: {
+      jfieldID field = theCache.*entry.field;
+      const LocalRef<jobject> value(
+          env, field == nullptr ? nullptr : env->GetStaticObjectField(owner, field));
+      theCache.*entry.object = value ? env->NewGlobalRef(value.get()) : nullptr;
+      found = theCache.*entry.object != nullptr;
+    }
+  }
+  if (!found) Print(entry.message);
+  return found;
+}
+
+}  // namespace
+
+void InitializeClassIDs(JNIEnv* env) {
+  CleanupClassIDs(env);
+  bool usable = true;
+  for (const Entry& entry : kEntries) {
+    const bool found = entry.kind == Kind::kClass ? FillClass(env, entry) : FillMember(env, entry);
+    usable = usable && (found || entry.message != nullptr);
+  }
+  std::fflush(stdout);
+  theCacheHoldsReferences = true;
+  theCacheIsUsable.store(usable, std::memory_order_release);
+}
+
+void CleanupClassIDs(JNIEnv* env) {
+  theCacheIsUsable.store(false, std::memory_order_release);
+  if (!theCacheHoldsReferences) return;
+  theCacheHoldsReferences = false;
+  const std::array<jobject, 11> references{
+      theCache.propertiesClass,      theCache.longClass,
+      theCache.integerClass,         theCache.arrayListClass,
+      theCache.nativeListenerClass,  theCache.nativeErrorClass,
+      theCache.loggerClass,          theCache.loggerOwnerClass,
+      theCache.logOwnerClass,        theCache.loggerObject,
+      theCache.domainInfoCacheClass,
+  };
+  for (jobject reference : references) {
+    if (reference != nullptr) env->DeleteGlobalRef(reference);
+  }
+}
+
+const JavaClassCache* UsableClassCache() {
+  return theCacheIsUsable.load(std::memory_order_acquire) ? &theCache : nullptr;
+}
+
+}  // namespace zorvan::bridge

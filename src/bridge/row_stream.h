@@ -1,0 +1,32 @@
+// What every row-streaming export does with its arguments once the frame stands.
+#pragma once
+
+#include <jni.h>
+
+#include <utility>
+
+#include "bridge/export_frame.h"
+#include "bridge/marshalling.h"
+#include "bridge/row_writer.h"
+
+namespace zorvan::bridge {
+
+// Runs an export of the streaming family. work takes the frame, the attribute names and the
+// listener. Without a listener there is nobody to work for: a log line, and work is not run.
+template <typename Work>
+jobject StreamToListener(JNIEnv* env, jobject settings, jobject attributes, jobject listener,
+                         jobject errors, Work&& work) {
+  return RunExport<StreamingFamily>(env, settings, errors, [&](ExportFrame& frame) -> jobject {
+    if (listener == nullptr) {
+      call::LogMessage(frame.handler(), call::kMilestone, "No listener was passed");
+      return nullptr;
+    }
+    const std::vector<std::u16string> names =
+        StringListToArray(frame.java(), frame.handler(), attributes);
+    JavaRowListener rows(frame.java(), listener, frame.handler().keys);
+    if (!frame.java().Failed()) work(frame, names, rows);
+    return nullptr;
+  });
+}
+
+}  // namespace zorvan::bridge
