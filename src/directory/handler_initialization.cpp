@@ -188,7 +188,7 @@ bool InitializeHandler(NativeHandler& handler, DomainProperties& properties,
                        call::ErrorList& errors) {
   DomainSettings& settings = handler.settings;
   if (!AllFit(handler, properties)) {
-    const std::u16string_view name = properties.domainName ? *properties.domainName : u"";
+    const std::u16string name = properties.domainName.value_or(u"");
     call::AddNativeError(errors, name, call::kSevere, Bits(platform::kInvalidArgument),
                          kSomeAuthenticationProblem);
     return false;
