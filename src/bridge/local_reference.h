@@ -19,7 +19,11 @@ class LocalRef {
       : env_(other.env_), reference_(std::exchange(other.reference_, nullptr)) {}
   LocalRef(const LocalRef&) = delete;
   LocalRef& operator=(const LocalRef&) = delete;
-  LocalRef& operator=(LocalRef&&) = delete;
+  LocalRef& operator=(LocalRef&& other) noexcept {
+    std::swap(env_, other.env_);
+    std::swap(reference_, other.reference_);
+    return *this;
+  }
   ~LocalRef() {
     if (reference_ != nullptr) env_->DeleteLocalRef(reference_);
   }

@@ -6,8 +6,8 @@
 #include <utility>
 
 #include "bridge/export_frame.h"
+#include "bridge/java_listener.h"
 #include "bridge/marshalling.h"
-#include "bridge/row_writer.h"
 
 namespace zorvan::bridge {
 

@@ -138,20 +138,4 @@ jstring RowWriter::KeyString(call::KeyId key) {
   return keyStrings_[key];
 }
 
-void JavaRowListener::AddRow(const Row& row) {
-  const LocalRef<jobject> properties = writer_.ToProperties(row);
-  if (!properties) return;
-  jvalue argument;
-  argument.l = properties.get();
-  java_.env()->CallVoidMethodA(listener_, java_.classes().nativeListenerAddRow, &argument);
-  java_.Check();
-}
-
-bool JavaRowListener::IsCompleted() {
-  if (java_.Failed()) return true;
-  const jboolean completed = java_.env()->CallBooleanMethodA(
-      listener_, java_.classes().nativeListenerIsCompleted, nullptr);
-  return !java_.Check() || completed == JNI_TRUE;
-}
-
 }  // namespace zorvan::bridge

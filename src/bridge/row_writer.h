@@ -1,4 +1,4 @@
-// Rows as java.util.Properties, handed to the NativeListener that Java passed.
+// Rows as java.util.Properties, made value by value through JNI alone.
 //
 // A row's texts become Strings, its lists ArrayLists, its rows Properties. The keys' Strings are
 // made once per call; every other local reference is deleted as soon as its value is stored, so any
@@ -41,22 +41,6 @@ class RowWriter {
   const call::KeyTable& keys_;
   std::vector<jstring>
       keyStrings_;  // by KeyId; local references that live as long as the native call
-};
-
-// Once Java code has thrown, IsCompleted answers true and AddRow does nothing.
-class JavaRowListener final : public call::RowListener {
- public:
-  // listener is not null.
-  JavaRowListener(JavaCall& java, jobject listener, const call::KeyTable& keys)
-      : java_(java), listener_(listener), writer_(java, keys) {}
-
-  void AddRow(const call::Row& row) override;
-  bool IsCompleted() override;
-
- private:
-  JavaCall& java_;
-  jobject listener_;
-  RowWriter writer_;
 };
 
 }  // namespace zorvan::bridge

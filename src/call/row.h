@@ -64,6 +64,8 @@ class Row {
   std::u16string_view TextOf(const Token& token) const {
     return std::u16string_view(texts_).substr(token.offset, token.length);
   }
+  // All texts in one piece, which the offsets of the tokens count in.
+  std::u16string_view texts() const { return texts_; }
   bool empty() const { return tokens_.empty(); }
 
   // The first text under a key of the row itself: the text, or the first text of the list. Absent

@@ -1,0 +1,216 @@
+#include "platform/posix/search_request.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "platform/posix/ldap_result.h"
+
+namespace zorvan::platform::posix {
+namespace {
+
+constexpr char kShowDeleted[] = "1.2.840.113556.1.4.417";
+constexpr char kSecurityDescriptorFlags[] = "1.2.840.113556.1.4.801";
+// Owner, group and DACL, as BER: who may not read the SACL would get no descriptor at all when it asks for everything.
+constexpr char kWithoutSacl[] = {0x30, 0x03, 0x02, 0x01, 0x07};
+
+// How many entries of a reply without pages are held at a time.
+constexpr std::size_t kPortion = 1000;
+
+struct FreeControl {
+  void operator()(LDAPControl* control) const { ldap_control_free(control); }
+};
+struct FreeControls {
+  void operator()(LDAPControl** controls) const { ldap_controls_free(controls); }
+};
+struct FreeText {
+  void operator()(char* text) const { ldap_memfree(text); }
+};
+
+bool AsksForSecurityDescriptor(const SearchRequest& request) {
+  return std::ranges::any_of(request.attributes, [](const std::string& attribute) {
+    return strcasecmp(attribute.c_str(), "nTSecurityDescriptor") == 0;
+  });
+}
+
+// The controls of one request, in the form that the library takes.
+class Controls {
+ public:
+  HResult Make(LDAP* handle, const SearchRequest& request, const std::string& cookie) {
+    if (request.pageSize != 0) {
+      berval value{cookie.size(), const_cast<char*>(cookie.data())};
+      LDAPControl* control = nullptr;
+      // Not critical: a server that does not know pages shall answer in one piece.
+      const int result =
+          ldap_create_page_control(handle, static_cast<ber_int_t>(request.pageSize),
+                                   cookie.empty() ? nullptr : &value, 0, &control);
+      if (result != LDAP_SUCCESS) return HResultFromLdap(result, {});
+      page_.reset(control);
+      list_[count_++] = control;
+    }
+    if (request.deletedObjects) list_[count_++] = &showDeleted_;
+    if (AsksForSecurityDescriptor(request)) list_[count_++] = &descriptorFlags_;
+    return kOk;
+  }
+
+  LDAPControl** list() { return count_ == 0 ? nullptr : list_; }
+
+ private:
+  std::unique_ptr<LDAPControl, FreeControl> page_;
+  LDAPControl showDeleted_{const_cast<char*>(kShowDeleted), {0, nullptr}, 1};
+  LDAPControl descriptorFlags_{const_cast<char*>(kSecurityDescriptorFlags),
+                               {sizeof kWithoutSacl, const_cast<char*>(kWithoutSacl)},
+                               0};
+  LDAPControl* list_[4] = {};
+  std::size_t count_ = 0;
+};
+
+int LdapScope(SearchScope scope) {
+  switch (scope) {
+    case SearchScope::kBase:
+      return LDAP_SCOPE_BASE;
+    case SearchScope::kOneLevel:
+      return LDAP_SCOPE_ONELEVEL;
+    case SearchScope::kSubtree:
+      break;
+  }
+  return LDAP_SCOPE_SUBTREE;
+}
+
+HResult SendPage(LdapConnection& connection, const SearchRequest& request,
+                 const std::string& cookie, int& messageId, ExtendedError& error) {
+  Controls controls;
+  const HResult made = controls.Make(connection.handle(), request, cookie);
+  if (Failed(made)) return made;
+  std::vector<char*> attributes;
+  for (const std::string& attribute : request.attributes) {
+    attributes.push_back(const_cast<char*>(attribute.c_str()));
+  }
+  if (!attributes.empty()) attributes.push_back(nullptr);
+  const int result = ldap_search_ext(
+      connection.handle(), request.base.c_str(), LdapScope(request.scope), request.filter.c_str(),
+      attributes.empty() ? nullptr : attributes.data(), 0, controls.list(), nullptr, nullptr,
+      LDAP_NO_LIMIT, &messageId);
+  return result == LDAP_SUCCESS ? kOk : ResultOf(connection.handle(), nullptr, error);
+}
+
+}  // namespace
+
+HResult SendSearch(LdapConnection& connection, const SearchRequest& request, int& messageId,
+                   ExtendedError& error) {
+  return SendPage(connection, request, {}, messageId, error);
+}
+
+HResult AwaitEntry(LdapConnection& connection, int messageId, Message& chain, LDAPMessage*& entry,
+                   ExtendedError& error) {
+  entry = nullptr;
+  LDAPMessage* received = nullptr;
+  HResult result = connection.AwaitMessage(messageId, LDAP_MSG_ALL, received);
+  chain.reset(received);
+  if (Failed(result)) return result;
+
+  LDAPMessage* message = ldap_first_message(connection.handle(), received);
+  for (; message != nullptr; message = ldap_next_message(connection.handle(), message)) {
+    const int type = ldap_msgtype(message);
+    if (type == LDAP_RES_SEARCH_ENTRY && entry == nullptr) entry = message;
+    if (type == LDAP_RES_SEARCH_RESULT) result = ResultOf(connection.handle(), message, error);
+  }
+  if (Failed(result)) return result;
+  return entry == nullptr ? kNoSuchObject : kOk;
+}
+
+HResult ReadEntry(LdapConnection& connection, const SearchRequest& request, Message& chain,
+                  LDAPMessage*& entry, ExtendedError& error) {
+  int messageId = 0;
+  const HResult sent = SendSearch(connection, request, messageId, error);
+  return Failed(sent) ? sent : AwaitEntry(connection, messageId, chain, entry, error);
+}
+
+PagedSearch::PagedSearch(LdapConnection& connection, SearchRequest request)
+    : connection_(connection), request_(std::move(request)) {
+  // One object needs no pages.
+  if (request_.scope == SearchScope::kBase) request_.pageSize = 0;
+}
+
+PagedSearch::~PagedSearch() {
+  if (messageId_ == kNothingUnderWay || connection_.broken()) return;
+  ldap_abandon_ext(connection_.handle(), messageId_, nullptr, nullptr);
+}
+
+HResult PagedSearch::Start(ExtendedError& error) {
+  const HResult sent = Send({}, error);
+  if (Failed(sent)) {
+    outcome_ = sent;
+    error_ = error;
+  }
+  return sent;
+}
+
+HResult PagedSearch::Send(const std::string& cookie, ExtendedError& error) {
+  const HResult result = SendPage(connection_, request_, cookie, messageId_, error);
+  if (Failed(result)) messageId_ = kNothingUnderWay;
+  return result;
+}
+
+HResult PagedSearch::Next(ExtendedError& error) {
+  current_.reset();
+  while (next_ == held_.size() && messageId_ != kNothingUnderWay) FillPage();
+  if (next_ < held_.size()) {
+    current_ = std::move(held_[next_++]);
+    return kOk;
+  }
+  if (Failed(outcome_)) error = error_;
+  return outcome_;
+}
+
+void PagedSearch::FillPage() {
+  const std::size_t limit = request_.pageSize != 0 ? request_.pageSize : kPortion;
+  held_.clear();
+  next_ = 0;
+  // The result of a full page is waited for; a server that sends more entries than that does not know pages.
+  while (held_.size() <= limit) {
+    LDAPMessage* received = nullptr;
+    const HResult result = connection_.AwaitMessage(messageId_, LDAP_MSG_ONE, received);
+    Message message(received);
+    if (Failed(result)) {
+      messageId_ = kNothingUnderWay;
+      outcome_ = result;
+      return;
+    }
+    const int type = ldap_msgtype(received);
+    if (type == LDAP_RES_SEARCH_ENTRY) {
+      held_.push_back(std::move(message));
+    } else if (type == LDAP_RES_SEARCH_RESULT) {
+      FinishPage(received);
+      return;
+    }
+  }
+}
+
+void PagedSearch::FinishPage(LDAPMessage* result) {
+  messageId_ = kNothingUnderWay;
+  outcome_ = ResultOf(connection_.handle(), result, error_);
+  if (Failed(outcome_)) return;
+  outcome_ = kNoMoreRows;
+
+  LDAPControl** received = nullptr;
+  int code = 0;
+  if (ldap_parse_result(connection_.handle(), result, &code, nullptr, nullptr, nullptr, &received,
+                        0) != LDAP_SUCCESS) {
+    return;
+  }
+  const std::unique_ptr<LDAPControl*, FreeControls> controls(received);
+  LDAPControl* page = ldap_control_find(LDAP_CONTROL_PAGEDRESULTS, received, nullptr);
+  if (page == nullptr) return;
+  ber_int_t estimate = 0;
+  berval cookie{};
+  if (ldap_parse_pageresponse_control(connection_.handle(), page, &estimate, &cookie) !=
+      LDAP_SUCCESS) {
+    return;
+  }
+  const std::unique_ptr<char, FreeText> owned(cookie.bv_val);
+  if (cookie.bv_len == 0) return;
+  const HResult sent = Send(std::string(cookie.bv_val, cookie.bv_len), error_);
+  if (Failed(sent)) outcome_ = sent;
+}
+
+}  // namespace zorvan::platform::posix
