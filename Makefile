@@ -1,0 +1,34 @@
+# ZorvanSecurity. Everything is done by the scripts; this names them. `make help` lists the targets.
+
+.DEFAULT_GOAL := help
+.PHONY: help demo test test-windows windows bench fuzz format lint clean
+
+help: ## this list
+	@awk -F ':.*## ' '/^[a-z-]+:.*## / {printf "  make %-13s %s\n", $$1, $$2}' $(MAKEFILE_LIST)
+
+demo: ## build, start the embedded domain, run a report through Java, print its rows
+	@scripts/demo
+
+test: ## build and pass every test (ONLY=Name: one JUnit class, or one unit test by pattern)
+	@scripts/test $(if $(ONLY),--only '$(ONLY)')
+
+windows: ## cross-build the DLL and pack build/ZorvanSecurity-windows-x64.zip
+	@scripts/build-windows
+
+test-windows: ## run unit tests and JUnit through the DLL under Wine, against the same domain
+	@scripts/test-windows
+
+bench: ## measure against other LDAP clients and write bench/RESULTS.md
+	@bench/run
+
+fuzz: ## run each fuzz target for a minute (SECONDS=60)
+	@scripts/fuzz $(SECONDS)
+
+format: ## format C++ and Java
+	@scripts/format
+
+lint: ## check format, warnings of the linter and the shell scripts
+	@scripts/lint
+
+clean: ## remove everything that was built (the embedded domain included)
+	@scripts/clean
