@@ -1,0 +1,34 @@
+package com.velmora.tesk.zorvan.cli;
+
+import com.velmora.tesk.zorvan.common.server.DomainSettings;
+import java.util.List;
+import java.util.Optional;
+import java.util.Properties;
+
+/**
+ * What a native call needs to reach the domain. Closing it takes the password out of the settings;
+ * the text itself stays in the Java heap until it is collected, as the library takes it as a {@code
+ * String}.
+ *
+ * @param settings the settings for {@link DomainSettings}'s keys
+ * @param servers the domain controllers, never empty
+ * @param base where to begin, if the user said so
+ */
+record Connection(Properties settings, List<String> servers, Optional<String> base)
+    implements AutoCloseable {
+
+  /** Where to begin in the domain. */
+  String domainBase() {
+    return base.orElseGet(() -> settings.getProperty(DomainSettings.DEFAULT_NAMING_CONTEXT));
+  }
+
+  /** Where to begin in the configuration of the forest. */
+  String configurationBase() {
+    return base.orElseGet(() -> settings.getProperty(DomainSettings.CONFIGURATION_NAMING_CONTEXT));
+  }
+
+  @Override
+  public void close() {
+    settings.remove(DomainSettings.PASSWORD);
+  }
+}

@@ -1,0 +1,67 @@
+package com.velmora.tesk.zorvan.cli;
+
+import com.velmora.tesk.zorvan.common.server.NativeError;
+import java.io.IOException;
+import java.io.InputStream;
+import java.util.Optional;
+import java.util.Properties;
+import java.util.regex.Matcher;
+import java.util.regex.Pattern;
+
+/** Puts the library's error entries, which are keys and codes, into words. */
+final class ErrorTexts {
+  private static final String WIN32_FACILITY = "8007";
+  private static final Pattern CODE_AT_END = Pattern.compile("error code\\D*: ?([0-9a-f]+)$");
+
+  private final Properties messages = load("messages.properties");
+  private final Properties codes = load("result-codes.properties");
+
+  /** What happened, to whom, and under which key and code it can be looked up: two lines. */
+  String describe(NativeError.Entry entry) {
+    StringBuilder text = new StringBuilder(entry.isSevere() ? "error: " : "warning: ");
+    text.append(
+        messages.getProperty(entry.key(), "The library reports " + words(entry.key()) + "."));
+    if (!entry.objectName().isEmpty()) {
+      text.append(" [").append(TerminalText.harmless(entry.objectName())).append(']');
+    }
+    text.append("\n  key ").append(TerminalText.harmless(entry.key()));
+    if (!entry.code().isEmpty()) {
+      text.append(", code 0x").append(TerminalText.harmless(entry.code()));
+      Optional.ofNullable(entry.message())
+          .filter(message -> !message.isBlank())
+          .or(() -> meaning(entry.code()))
+          .ifPresent(meaning -> text.append(": ").append(TerminalText.harmless(meaning.strip())));
+    }
+    return text.toString();
+  }
+
+  /** A line of the library's log that tells of a failure, with its code in words. */
+  String describeLogged(String line) {
+    Matcher code = CODE_AT_END.matcher(line);
+    return "error: "
+        + line
+        + (code.find() ? meaning(code.group(1)).map(words -> " (" + words + ")").orElse("") : "");
+  }
+
+  /** What a result code means, given as the library gives it: hexadecimal without prefix. */
+  Optional<String> meaning(String code) {
+    String plain = code.startsWith(WIN32_FACILITY) ? code.substring(WIN32_FACILITY.length()) : code;
+    return Optional.ofNullable(codes.getProperty(code))
+        .or(() -> Optional.ofNullable(codes.getProperty(plain.replaceFirst("^0+(?=.)", ""))));
+  }
+
+  private static String words(String key) {
+    String last = key.substring(key.lastIndexOf('.') + 1).replace('_', ' ');
+    return last.isBlank() ? "an error" : "\"" + TerminalText.harmless(last) + "\"";
+  }
+
+  private static Properties load(String resource) {
+    Properties texts = new Properties();
+    try (InputStream stream = ErrorTexts.class.getResourceAsStream(resource)) {
+      texts.load(stream);
+    } catch (IOException e) {
+      throw new IllegalStateException(resource + " cannot be read", e);
+    }
+    return texts;
+  }
+}

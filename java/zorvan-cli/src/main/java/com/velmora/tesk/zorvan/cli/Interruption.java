@@ -1,0 +1,78 @@
+package com.velmora.tesk.zorvan.cli;
+
+import java.time.Duration;
+import java.util.concurrent.CountDownLatch;
+import java.util.concurrent.TimeUnit;
+
+/**
+ * What Ctrl-C does: it asks the running report to end at its next row and waits until the rows got
+ * so far are written. When no row comes for a while (a controller that does not answer), the rows
+ * are written without waiting for the report.
+ */
+final class Interruption {
+  private static final Duration PATIENCE = Duration.ofSeconds(5);
+  private static final int KILLED_BY_CTRL_C = 130;
+
+  /** A report that runs and can be ended. */
+  interface Run {
+    /**
+     * Writes what there is and lets nothing be added; called when the report itself does not end.
+     */
+    void abandon();
+  }
+
+  private final CountDownLatch ended = new CountDownLatch(1);
+  private volatile boolean requested;
+  private volatile Run run;
+  private volatile int exitCode = ExitCode.PARTLY;
+
+  /** Whether the report shall end at its next row. */
+  boolean isRequested() {
+    return requested;
+  }
+
+  /** Asks the running report to end. */
+  void request() {
+    requested = true;
+  }
+
+  /** The report that is running now, or null when none is. */
+  void running(Run newRun) {
+    run = newRun;
+  }
+
+  /**
+   * Makes Ctrl-C and the termination signal ask for the end instead of ending the process at once.
+   */
+  void install() {
+    Runtime.getRuntime().addShutdownHook(new Thread(this::onShutdown, "interruption"));
+  }
+
+  /** Ends the process with this code, also while Ctrl-C is being handled. */
+  void exit(int code) {
+    exitCode = code;
+    ended.countDown();
+    System.exit(code);
+  }
+
+  private void onShutdown() {
+    if (ended.getCount() == 0) {
+      return;
+    }
+    if (run == null) {
+      Runtime.getRuntime().halt(KILLED_BY_CTRL_C);
+    }
+    request();
+    try {
+      if (!ended.await(PATIENCE.toMillis(), TimeUnit.MILLISECONDS)) {
+        Run stuck = run;
+        if (stuck != null) {
+          stuck.abandon();
+        }
+      }
+    } catch (InterruptedException e) {
+      Thread.currentThread().interrupt();
+    }
+    Runtime.getRuntime().halt(exitCode);
+  }
+}
