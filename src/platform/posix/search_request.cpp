@@ -1,5 +1,7 @@
 #include "platform/posix/search_request.h"
 
+#include <strings.h>
+
 #include <algorithm>
 #include <utility>
 
@@ -93,6 +95,19 @@ HResult SendPage(LdapConnection& connection, const SearchRequest& request,
   return result == LDAP_SUCCESS ? kOk : ResultOf(connection.handle(), nullptr, error);
 }
 
+// Waits for a message; when none comes, the request is over for the server too.
+HResult AwaitOrAbandon(LdapConnection& connection, int messageId, int all, Message& message,
+                       ExtendedError& error) {
+  LDAPMessage* received = nullptr;
+  const HResult result = connection.AwaitMessage(messageId, all, received);
+  message.reset(received);
+  if (Failed(result)) {
+    error = ExtendedError{Bits(result) & 0xFFFFU, {}};
+    if (!connection.broken()) ldap_abandon_ext(connection.handle(), messageId, nullptr, nullptr);
+  }
+  return result;
+}
+
 }  // namespace
 
 HResult SendSearch(LdapConnection& connection, const SearchRequest& request, int& messageId,
@@ -103,12 +118,10 @@ HResult SendSearch(LdapConnection& connection, const SearchRequest& request, int
 HResult AwaitEntry(LdapConnection& connection, int messageId, Message& chain, LDAPMessage*& entry,
                    ExtendedError& error) {
   entry = nullptr;
-  LDAPMessage* received = nullptr;
-  HResult result = connection.AwaitMessage(messageId, LDAP_MSG_ALL, received);
-  chain.reset(received);
+  HResult result = AwaitOrAbandon(connection, messageId, LDAP_MSG_ALL, chain, error);
   if (Failed(result)) return result;
 
-  LDAPMessage* message = ldap_first_message(connection.handle(), received);
+  LDAPMessage* message = ldap_first_message(connection.handle(), chain.get());
   for (; message != nullptr; message = ldap_next_message(connection.handle(), message)) {
     const int type = ldap_msgtype(message);
     if (type == LDAP_RES_SEARCH_ENTRY && entry == nullptr) entry = message;
@@ -168,19 +181,19 @@ void PagedSearch::FillPage() {
   next_ = 0;
   // The result of a full page is waited for; a server that sends more entries than that does not know pages.
   while (held_.size() <= limit) {
-    LDAPMessage* received = nullptr;
-    const HResult result = connection_.AwaitMessage(messageId_, LDAP_MSG_ONE, received);
-    Message message(received);
+    Message message;
+    const HResult result =
+        AwaitOrAbandon(connection_, messageId_, LDAP_MSG_ONE, message, error_);
     if (Failed(result)) {
       messageId_ = kNothingUnderWay;
       outcome_ = result;
       return;
     }
-    const int type = ldap_msgtype(received);
+    const int type = ldap_msgtype(message.get());
     if (type == LDAP_RES_SEARCH_ENTRY) {
       held_.push_back(std::move(message));
     } else if (type == LDAP_RES_SEARCH_RESULT) {
-      FinishPage(received);
+      FinishPage(message.get());
       return;
     }
   }
