@@ -106,6 +106,7 @@ std::string PosixDirectory::HostFor(const AdsPath& path) const {
 
 HResult PosixDirectory::Locate(std::u16string_view path, const Credentials& credentials,
                                std::uint32_t flags, LdapTarget& target) {
+  context_->lastError = {};
   AdsPath parsed;
   const HResult understood = ParseAdsPath(path, parsed);
   if (Failed(understood)) return understood;
@@ -188,14 +189,15 @@ void PosixDirectory::ReadObjects(
     finish(sent.index, result, sent.connection.get(), entry);
   };
 
+  SearchRequest request = ObjectRequest({}, attributes);
   for (std::size_t index = 0; index < paths.size(); ++index) {
     while (inFlight.size() >= kReadsInFlight) receive();
     LdapTarget target;
     HResult result = Locate(paths[index], credentials, flags, target);
     int messageId = 0;
     if (Succeeded(result)) {
-      result = SendSearch(*target.connection, ObjectRequest(target, attributes), messageId,
-                          context_->lastError);
+      request.base = std::move(target.dn);
+      result = SendSearch(*target.connection, request, messageId, context_->lastError);
     }
     if (Succeeded(result)) {
       inFlight.push_back({index, std::move(target.connection), messageId});

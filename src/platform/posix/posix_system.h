@@ -1,0 +1,15 @@
+// Clock and message texts.
+#pragma once
+
+#include "platform/system.h"
+
+namespace zorvan::platform::posix {
+
+class PosixSystem final : public System {
+ public:
+  std::int64_t CurrentFileTime() override;
+  bool FormatMessageText(std::uint32_t code, std::u16string& text) override;
+  Win32Code LastError() override;
+};
+
+}  // namespace zorvan::platform::posix
