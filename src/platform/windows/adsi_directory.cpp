@@ -1,0 +1,134 @@
+#include "platform/windows/adsi_directory.h"
+
+#include <deque>
+#include <utility>
+#include <vector>
+
+#include "platform/windows/ads_values.h"
+#include "platform/windows/adsi_search.h"
+#include "platform/windows/handles.h"
+#include "platform/windows/native_text.h"
+
+namespace zorvan::platform::windows {
+namespace {
+
+class AdsiObject : public DirectoryObject {
+ public:
+  explicit AdsiObject(ComPtr<IDirectoryObject> object) : object_(std::move(object)) {}
+
+  HResult GetObjectAttributes(std::span<const std::u16string_view> names,
+                              AttributeSet& attributes) override {
+    attributes = {};
+    std::deque<NativeText> texts;
+    std::vector<wchar_t*> pointers;
+    for (std::u16string_view name : names) {
+      if (IsTellable(name)) pointers.push_back(texts.emplace_back(name).get());
+    }
+    AdsMemory<ADS_ATTR_INFO> infos;
+    DWORD count = 0;
+    const HRESULT result = object_->GetObjectAttributes(
+        pointers.data(), static_cast<DWORD>(pointers.size()), infos.Out(), &count);
+    if (FAILED(result) || !infos) return result;
+    std::vector<Value> values;
+    for (const ADS_ATTR_INFO& info : std::span(infos.get(), count)) {
+      attributes.Add(TextView(info.pszAttrName),
+                     ReadAdsValues(info.dwADsType, info.pADsValues, info.dwNumValues, values));
+    }
+    return result;
+  }
+
+ private:
+  ComPtr<IDirectoryObject> object_;
+};
+
+class AdsiPropertyObject : public PropertyObject {
+ public:
+  explicit AdsiPropertyObject(ComPtr<IADs> object) : object_(std::move(object)) {}
+
+  HResult Get(std::u16string_view attribute, AttributeSet& value) override {
+    value = {};
+    if (!IsTellable(attribute)) return kPropertyNotFound;
+    NativeText text(attribute);
+    const Bstr name(SysAllocString(text.get()));
+    if (!name) return kOutOfMemory;
+    Variant variant;
+    const HRESULT result = object_->Get(name.get(), variant.Out());
+    if (SUCCEEDED(result)) AddVariant(attribute, variant.get(), value);
+    return result;
+  }
+
+  HResult QueryDirectorySearch(std::unique_ptr<DirectorySearch>& search) override {
+    ComPtr<IDirectorySearch> found;
+    const HRESULT result = object_->QueryInterface(IID_IDirectorySearch, found.OutVoid());
+    if (SUCCEEDED(result)) search = std::make_unique<AdsiSearch>(std::move(found));
+    return result;
+  }
+
+ private:
+  ComPtr<IADs> object_;
+};
+
+template <typename Interface>
+HResult Open(std::u16string_view path, const Credentials& credentials, std::uint32_t flags,
+             REFIID id, ComPtr<Interface>& object) {
+  const bool tellable = IsTellable(path) && IsTellable(credentials.userName.value_or(u"")) &&
+                        IsTellable(credentials.password.value_or(u""));
+  if (!tellable) return IsTellable(path) ? kLogonFailure : kBadPathname;
+  NativeText nativePath(path);
+  OptionalNativeText userName(credentials.userName);
+  OptionalNativeText password(credentials.password);
+  return ADsOpenObject(nativePath.get(), userName.get(), password.get(), flags, id,
+                       object.OutVoid());
+}
+
+}  // namespace
+
+HResult AdsiDirectory::OpenSearch(std::u16string_view path, const Credentials& credentials,
+                                  std::uint32_t flags, std::unique_ptr<DirectorySearch>& search) {
+  ComPtr<IDirectorySearch> opened;
+  const HResult result = Open(path, credentials, flags, IID_IDirectorySearch, opened);
+  if (Succeeded(result)) search = std::make_unique<AdsiSearch>(std::move(opened));
+  return result;
+}
+
+HResult AdsiDirectory::OpenObject(std::u16string_view path, const Credentials& credentials,
+                                  std::uint32_t flags, std::unique_ptr<DirectoryObject>& object) {
+  ComPtr<IDirectoryObject> opened;
+  const HResult result = Open(path, credentials, flags, IID_IDirectoryObject, opened);
+  if (Succeeded(result)) object = std::make_unique<AdsiObject>(std::move(opened));
+  return result;
+}
+
+HResult AdsiDirectory::OpenPropertyObject(std::u16string_view path, const Credentials& credentials,
+                                          std::uint32_t flags,
+                                          std::unique_ptr<PropertyObject>& object) {
+  ComPtr<IADs> opened;
+  const HResult result = Open(path, credentials, flags, IID_IADs, opened);
+  if (Succeeded(result)) object = std::make_unique<AdsiPropertyObject>(std::move(opened));
+  return result;
+}
+
+// The interface reads one object at a time; it keeps the connection between them.
+void AdsiDirectory::ReadObjects(
+    std::span<const std::u16string> paths, const Credentials& credentials, std::uint32_t flags,
+    std::span<const std::u16string_view> attributes,
+    const std::function<void(std::size_t, HResult, AttributeSet&)>& visit) {
+  for (std::size_t i = 0; i < paths.size(); ++i) {
+    AttributeSet set;
+    std::unique_ptr<DirectoryObject> object;
+    HResult result = OpenObject(paths[i], credentials, flags, object);
+    if (Succeeded(result)) result = object->GetObjectAttributes(attributes, set);
+    visit(i, result, set);
+  }
+}
+
+ExtendedError AdsiDirectory::LastError() {
+  constexpr DWORD kCapacity = 1024;
+  wchar_t text[kCapacity] = {};
+  wchar_t provider[kCapacity] = {};
+  DWORD code = ERROR_SUCCESS;
+  if (FAILED(ADsGetLastError(&code, text, kCapacity, provider, kCapacity))) return {};
+  return {code, std::u16string(TextView(text))};
+}
+
+}  // namespace zorvan::platform::windows

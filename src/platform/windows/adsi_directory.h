@@ -1,0 +1,22 @@
+// Directory access through ADSI: ADsOpenObject and the interfaces that it gives.
+#pragma once
+
+#include "platform/directory.h"
+
+namespace zorvan::platform::windows {
+
+class AdsiDirectory : public Directory {
+ public:
+  HResult OpenSearch(std::u16string_view path, const Credentials& credentials, std::uint32_t flags,
+                     std::unique_ptr<DirectorySearch>& search) override;
+  HResult OpenObject(std::u16string_view path, const Credentials& credentials, std::uint32_t flags,
+                     std::unique_ptr<DirectoryObject>& object) override;
+  HResult OpenPropertyObject(std::u16string_view path, const Credentials& credentials,
+                             std::uint32_t flags, std::unique_ptr<PropertyObject>& object) override;
+  void ReadObjects(std::span<const std::u16string> paths, const Credentials& credentials,
+                   std::uint32_t flags, std::span<const std::u16string_view> attributes,
+                   const std::function<void(std::size_t, HResult, AttributeSet&)>& visit) override;
+  ExtendedError LastError() override;
+};
+
+}  // namespace zorvan::platform::windows

@@ -1,0 +1,95 @@
+#include "platform/windows/adsi_search.h"
+
+#include <string>
+
+#include "platform/windows/ads_values.h"
+#include "platform/windows/native_text.h"
+
+namespace zorvan::platform::windows {
+namespace {
+
+ADS_SEARCHPREF_INFO ToNative(const SearchPreference& preference) {
+  ADS_SEARCHPREF_INFO info{};
+  info.dwSearchPref = static_cast<ADS_SEARCHPREF>(preference.id);
+  if (preference.id == SearchPreferenceId::kTombstone) {
+    info.vValue.dwType = ADSTYPE_BOOLEAN;
+    info.vValue.Boolean = preference.value;
+  } else {
+    info.vValue.dwType = ADSTYPE_INTEGER;
+    info.vValue.Integer = preference.value;
+  }
+  return info;
+}
+
+// A server may end a page without rows and yet have more: the interface then reports the end with
+// this as its last error, and wants to be asked again.
+bool HasMoreRows() {
+  DWORD code = ERROR_SUCCESS;
+  wchar_t text[1] = {};
+  wchar_t provider[1] = {};
+  if (FAILED(ADsGetLastError(&code, text, 1, provider, 1)) || code != ERROR_MORE_DATA) return false;
+  ADsSetLastError(ERROR_SUCCESS, nullptr, nullptr);
+  return true;
+}
+
+}  // namespace
+
+HResult AdsiSearch::SetSearchPreference(std::span<const SearchPreference> preferences) {
+  std::vector<ADS_SEARCHPREF_INFO> infos;
+  for (const SearchPreference& preference : preferences) infos.push_back(ToNative(preference));
+  return search_->SetSearchPreference(infos.data(), static_cast<DWORD>(infos.size()));
+}
+
+HResult AdsiSearch::ExecuteSearch(std::u16string_view filter,
+                                  std::span<const std::u16string_view> attributes) {
+  Close();
+  if (!IsTellable(filter)) return kInvalidFilter;
+  NativeText nativeFilter(filter);
+  std::deque<NativeText> names;
+  std::vector<wchar_t*> pointers;
+  for (std::u16string_view attribute : attributes) {
+    if (!IsTellable(attribute)) continue;  // no object has an attribute of such a name
+    pointers.push_back(names.emplace_back(attribute).get());
+  }
+  return search_->ExecuteSearch(nativeFilter.get(), pointers.data(),
+                                static_cast<DWORD>(pointers.size()), &handle_);
+}
+
+HResult AdsiSearch::GetNextRow() {
+  FreeColumns();
+  if (handle_ == nullptr) return kUnexpected;
+  HRESULT result = search_->GetNextRow(handle_);
+  while (result == S_ADS_NOMORE_ROWS && HasMoreRows()) result = search_->GetNextRow(handle_);
+  return result;
+}
+
+HResult AdsiSearch::GetColumn(std::u16string_view attribute, platform::Column& column) {
+  column = {};
+  if (handle_ == nullptr || !IsTellable(attribute)) return kColumnNotSet;
+  if (columnsHeld_ == columns_.size()) columns_.emplace_back();
+  HeldColumn& held = columns_[columnsHeld_];
+  held.column = {};
+  NativeText name(attribute);
+  const HRESULT result = search_->GetColumn(handle_, name.get(), &held.column);
+  if (FAILED(result)) return result;
+  ++columnsHeld_;
+  column = ReadAdsValues(held.column.dwADsType, held.column.pADsValues, held.column.dwNumValues,
+                         held.values);
+  return result;
+}
+
+// The interface shows the current row only.
+void AdsiSearch::ForEachReceivedText(std::u16string_view,
+                                     const std::function<void(std::u16string_view)>&) {}
+
+void AdsiSearch::FreeColumns() {
+  for (std::size_t i = 0; i < columnsHeld_; ++i) search_->FreeColumn(&columns_[i].column);
+  columnsHeld_ = 0;
+}
+
+void AdsiSearch::Close() {
+  FreeColumns();
+  if (handle_ != nullptr) search_->CloseSearchHandle(std::exchange(handle_, nullptr));
+}
+
+}  // namespace zorvan::platform::windows

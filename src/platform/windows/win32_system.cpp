@@ -1,0 +1,31 @@
+#include "platform/windows/win32_system.h"
+
+#include "platform/windows/handles.h"
+#include "platform/windows/native_text.h"
+
+namespace zorvan::platform::windows {
+
+std::int64_t Win32System::CurrentFileTime() {
+  FILETIME now{};
+  GetSystemTimeAsFileTime(&now);
+  LARGE_INTEGER count;
+  count.HighPart = static_cast<LONG>(now.dwHighDateTime);
+  count.LowPart = now.dwLowDateTime;
+  return count.QuadPart;
+}
+
+bool Win32System::FormatMessageText(std::uint32_t code, std::u16string& text) {
+  constexpr DWORD kFlags =
+      FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS;
+  LocalMemory<wchar_t> message;
+  const DWORD length = FormatMessageW(kFlags, nullptr, code, 0,
+                                      reinterpret_cast<wchar_t*>(message.Out()), 0, nullptr);
+  if (length == 0) return false;
+  text = TextView(message.get(), length);
+  while (!text.empty() && (text.back() == u'\r' || text.back() == u'\n')) text.pop_back();
+  return true;
+}
+
+Win32Code Win32System::LastError() { return GetLastError(); }
+
+}  // namespace zorvan::platform::windows

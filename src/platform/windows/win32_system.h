@@ -1,0 +1,15 @@
+// The clock and the message texts of Windows.
+#pragma once
+
+#include "platform/system.h"
+
+namespace zorvan::platform::windows {
+
+class Win32System : public System {
+ public:
+  std::int64_t CurrentFileTime() override;
+  bool FormatMessageText(std::uint32_t code, std::u16string& text) override;
+  Win32Code LastError() override;
+};
+
+}  // namespace zorvan::platform::windows
