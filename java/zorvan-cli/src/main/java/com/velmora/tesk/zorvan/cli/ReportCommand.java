@@ -22,7 +22,7 @@ import picocli.CommandLine.Parameters;
     footer = {
       "  zorvan report GetDisabledAccounts --profile corp",
       "  zorvan report GetLogonRestrictionUsers --param workstation=PC7 --format csv",
-      "  zorvan report GetSoonToExpireUsers -p expiresAfter=now -p expiresUntil=+14d",
+      "  zorvan report GetSoonToExpireUsers -p after=now -p before=+14d",
       "  zorvan report GetUsers -a cn,lastLogon,memberOf -f json -o users.json",
       "",
       "Ctrl-C ends the report at its next row and keeps what was got. Times are ISO",

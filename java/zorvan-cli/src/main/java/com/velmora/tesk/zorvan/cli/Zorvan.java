@@ -22,7 +22,7 @@ import picocli.CommandLine.ParameterException;
     footer = {
       "  zorvan reports --group users",
       "  zorvan report GetDisabledAccounts --domain corp.example.com --user admin",
-      "  zorvan report GetInActiveUsers -p inactiveSince=90d -f csv -o inactive.csv",
+      "  zorvan report GetInActiveUsers -p before=90d -f csv -o inactive.csv",
       "  zorvan search \"(&(objectClass=user)(department=Sales))\" -a sAMAccountName,mail",
       "",
       "Exit codes: 0 done, 1 failed, 2 wrong usage, 3 only some of the rows."

@@ -1338,7 +1338,7 @@ public class ADHandler {
       NativeError errors);
 
   /**
-   * Streams the mailbox users whose mobile synchronisation is switched off. Only mailboxes with
+   * Streams the mailbox users whose mobile synchronization is switched off. Only mailboxes with
    * {@code msExchVersion} count; system mailboxes are left out.
    *
    * <p>Each row is one user: for every attribute asked for that the object has, a list of its
@@ -1360,7 +1360,7 @@ public class ADHandler {
       NativeError errors);
 
   /**
-   * Streams the mailbox users whose mobile synchronisation is not switched off. Only mailboxes with
+   * Streams the mailbox users whose mobile synchronization is not switched off. Only mailboxes with
    * {@code msExchVersion} count; system mailboxes are left out.
    *
    * <p>Each row is one user: for every attribute asked for that the object has, a list of its
@@ -1723,10 +1723,10 @@ public class ADHandler {
       NativeListener listener,
       NativeError errors);
 
-  // ---- Reports: organisational units ----
+  // ---- Reports: organizational units ----
 
   /**
-   * Streams everything that holds accounts: organisational units, containers and the built-in
+   * Streams everything that holds accounts: organizational units, containers and the built-in
    * domain.
    *
    * <p>Each row is one container: for every attribute asked for that the object has, a list of its
@@ -1748,9 +1748,9 @@ public class ADHandler {
       NativeError errors);
 
   /**
-   * Streams all organisational units.
+   * Streams all organizational units.
    *
-   * <p>Each row is one organisational unit: for every attribute asked for that the object has, a
+   * <p>Each row is one organizational unit: for every attribute asked for that the object has, a
    * list of its values as text.
    *
    * @param settings the domain and how to reach it, see {@link DomainSettings}
@@ -1769,9 +1769,9 @@ public class ADHandler {
       NativeError errors);
 
   /**
-   * Streams the organisational units that have a group policy linked.
+   * Streams the organizational units that have a group policy linked.
    *
-   * <p>Each row is one organisational unit: for every attribute asked for that the object has, a
+   * <p>Each row is one organizational unit: for every attribute asked for that the object has, a
    * list of its values as text.
    *
    * @param settings the domain and how to reach it, see {@link DomainSettings}
@@ -1790,9 +1790,9 @@ public class ADHandler {
       NativeError errors);
 
   /**
-   * Streams the organisational units that block the inheritance of group policies.
+   * Streams the organizational units that block the inheritance of group policies.
    *
-   * <p>Each row is one organisational unit: for every attribute asked for that the object has, a
+   * <p>Each row is one organizational unit: for every attribute asked for that the object has, a
    * list of its values as text.
    *
    * @param settings the domain and how to reach it, see {@link DomainSettings}
@@ -1811,9 +1811,9 @@ public class ADHandler {
       NativeError errors);
 
   /**
-   * Streams the organisational units created since a time.
+   * Streams the organizational units created since a time.
    *
-   * <p>Each row is one organisational unit: for every attribute asked for that the object has, a
+   * <p>Each row is one organizational unit: for every attribute asked for that the object has, a
    * list of its values as text.
    *
    * @param settings the domain and how to reach it, see {@link DomainSettings}
@@ -1835,9 +1835,9 @@ public class ADHandler {
       NativeError errors);
 
   /**
-   * Streams the organisational units modified since a time.
+   * Streams the organizational units modified since a time.
    *
-   * <p>Each row is one organisational unit: for every attribute asked for that the object has, a
+   * <p>Each row is one organizational unit: for every attribute asked for that the object has, a
    * list of its values as text.
    *
    * @param settings the domain and how to reach it, see {@link DomainSettings}

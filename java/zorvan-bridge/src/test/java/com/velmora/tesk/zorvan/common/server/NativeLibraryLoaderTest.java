@@ -1,0 +1,158 @@
+package com.velmora.tesk.zorvan.common.server;
+
+import static org.junit.jupiter.api.Assertions.assertArrayEquals;
+import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertFalse;
+import static org.junit.jupiter.api.Assertions.assertNotEquals;
+import static org.junit.jupiter.api.Assertions.assertThrows;
+import static org.junit.jupiter.api.Assertions.assertTrue;
+
+import java.io.ByteArrayInputStream;
+import java.io.IOException;
+import java.nio.charset.StandardCharsets;
+import java.nio.file.Files;
+import java.nio.file.Path;
+import java.nio.file.attribute.PosixFilePermissions;
+import java.util.ArrayList;
+import java.util.HashMap;
+import java.util.List;
+import java.util.Map;
+import java.util.Optional;
+import java.util.Properties;
+import java.util.stream.Stream;
+import org.junit.jupiter.api.BeforeEach;
+import org.junit.jupiter.api.Test;
+import org.junit.jupiter.api.condition.DisabledOnOs;
+import org.junit.jupiter.api.condition.OS;
+import org.junit.jupiter.api.io.TempDir;
+
+class NativeLibraryLoaderTest {
+  private static final String LINUX_FILE = "libZorvanSecurity.so";
+
+  @TempDir Path folder;
+  private final Properties system = new Properties();
+  private final Map<String, String> environment = new HashMap<>();
+  private final List<Path> loaded = new ArrayList<>();
+  private final Map<Path, String> refusals = new HashMap<>();
+  private byte[] packed;
+
+  @BeforeEach
+  void onLinux() {
+    system.setProperty("os.name", "Linux");
+    system.setProperty("os.arch", "amd64");
+    system.setProperty("zorvan.home", folder.resolve("home").toString());
+    environment.put("XDG_CACHE_HOME", folder.resolve("cache").toString());
+  }
+
+  private Path load() {
+    return new NativeLibraryLoader(
+            system,
+            environment,
+            Optional.of(folder.resolve("jar")),
+            name ->
+                packed != null && name.equals("native/linux-x86_64/" + LINUX_FILE)
+                    ? new ByteArrayInputStream(packed)
+                    : null,
+            file -> {
+              if (refusals.containsKey(file)) {
+                throw new UnsatisfiedLinkError(refusals.get(file));
+              }
+              loaded.add(file);
+            })
+        .loadLibrary();
+  }
+
+  private Path put(String where) throws IOException {
+    Path file = folder.resolve(where).resolve(LINUX_FILE);
+    Files.createDirectories(file.getParent());
+    return Files.writeString(file, "library");
+  }
+
+  @Test
+  void namesEveryPlaceThatWasTriedAndWhy() throws IOException {
+    Path broken = put("home/lib");
+    refusals.put(broken, "libldap.so.2: cannot open shared object file");
+
+    String message = assertThrows(UnsatisfiedLinkError.class, this::load).getMessage();
+
+    assertTrue(message.contains(broken + ": libldap.so.2: cannot open"), message);
+    assertTrue(message.contains("/usr/lib/zorvan/" + LINUX_FILE), message);
+    assertTrue(
+        message.contains(folder.resolve("jar").resolve(LINUX_FILE) + ": does not exist"), message);
+    assertTrue(message.contains("native/linux-x86_64/" + LINUX_FILE + "): is not packed"), message);
+    assertTrue(message.contains("-Dzorvan.library=FILE"), message);
+  }
+
+  @Test
+  void anExplicitPlaceIsTheOnlyOne() throws IOException {
+    put("home/lib");
+    system.setProperty("zorvan.library", folder.resolve("nowhere.so").toString());
+    String message = assertThrows(UnsatisfiedLinkError.class, this::load).getMessage();
+    assertTrue(message.contains("nowhere.so: does not exist"), message);
+    assertFalse(message.contains("/usr/lib/zorvan"), message);
+    assertTrue(loaded.isEmpty());
+
+    Path chosen = put("chosen");
+    system.setProperty("zorvan.library", chosen.getParent().toString());
+    assertEquals(chosen, load(), "a folder stands for the library in it");
+  }
+
+  @Test
+  void installedComesBeforeBesideTheJarBeforePacked() throws IOException {
+    packed = "packed".getBytes(StandardCharsets.UTF_8);
+    Path beside = put("jar");
+    Path installed = put("home/lib");
+    assertEquals(installed, load());
+    Files.delete(installed);
+    assertEquals(beside, load());
+    Files.delete(beside);
+    assertArrayEquals(packed, Files.readAllBytes(load()));
+  }
+
+  @Test
+  void windowsLooksForTheDll() {
+    system.setProperty("os.name", "Windows Server 2022");
+    environment.put("ProgramFiles", folder.resolve("Program Files").toString());
+    String message = assertThrows(UnsatisfiedLinkError.class, this::load).getMessage();
+    assertTrue(message.contains(Path.of("Zorvan", "ZorvanSecurity.dll").toString()), message);
+    assertTrue(message.contains("native/windows-x86_64/ZorvanSecurity.dll"), message);
+  }
+
+  @Test
+  @DisabledOnOs(OS.WINDOWS)
+  void unpacksWhereNobodyElseMayLook() throws IOException {
+    packed = "first".getBytes(StandardCharsets.UTF_8);
+    Path first = load();
+    assertEquals(
+        "rwx------",
+        PosixFilePermissions.toString(Files.getPosixFilePermissions(first.getParent())));
+    assertEquals(first, load(), "the same content has the same place");
+
+    packed = "second".getBytes(StandardCharsets.UTF_8);
+    assertNotEquals(first, load(), "other content must not replace a library that is in use");
+    assertEquals("first", Files.readString(first));
+    try (Stream<Path> files = Files.list(first.getParent())) {
+      assertEquals(List.of(first), files.toList(), "nothing half-written is left");
+    }
+  }
+
+  @Test
+  @DisabledOnOs(OS.WINDOWS)
+  void neverLoadsWhatSomebodyElsePutThere() throws IOException {
+    packed = "genuine".getBytes(StandardCharsets.UTF_8);
+    Path file = load();
+    Files.writeString(file, "planted");
+    Files.setPosixFilePermissions(file.getParent(), PosixFilePermissions.fromString("rwxrwxrwx"));
+
+    assertEquals("genuine", Files.readString(load()));
+    assertEquals(
+        "rwx------",
+        PosixFilePermissions.toString(Files.getPosixFilePermissions(file.getParent())));
+
+    Path elsewhere = Files.writeString(folder.resolve("elsewhere"), "genuine");
+    Files.delete(file);
+    Files.createSymbolicLink(file, elsewhere);
+    load();
+    assertFalse(Files.isSymbolicLink(file), "a link could be turned after it was checked");
+  }
+}

@@ -1,0 +1,387 @@
+package com.velmora.tesk.zorvan.cli;
+
+import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertFalse;
+import static org.junit.jupiter.api.Assertions.assertTrue;
+
+import com.velmora.tesk.zorvan.common.server.ADHandler;
+import com.velmora.tesk.zorvan.common.server.ReportCatalogue;
+import java.io.ByteArrayInputStream;
+import java.io.ByteArrayOutputStream;
+import java.io.IOException;
+import java.io.InputStream;
+import java.io.OutputStream;
+import java.io.PrintWriter;
+import java.io.StringWriter;
+import java.io.UncheckedIOException;
+import java.nio.charset.StandardCharsets;
+import java.nio.file.Files;
+import java.nio.file.Path;
+import java.time.Clock;
+import java.time.Instant;
+import java.time.ZoneOffset;
+import java.util.ArrayList;
+import java.util.Arrays;
+import java.util.List;
+import java.util.stream.Stream;
+import org.junit.jupiter.api.Test;
+import org.junit.jupiter.api.io.TempDir;
+import org.junit.jupiter.params.ParameterizedTest;
+import org.junit.jupiter.params.provider.CsvSource;
+import org.junit.jupiter.params.provider.ValueSource;
+
+/** The command line from its arguments to its output and exit code, with rows from a script. */
+class CommandLineTest {
+  private static final Clock CLOCK =
+      Clock.fixed(Instant.parse("2024-03-31T12:00:00Z"), ZoneOffset.UTC);
+  private static final String[] CONNECTION = {
+    "--domain", "example.com", "--server", "dc1", "--server", "dc2"
+  };
+
+  @TempDir Path folder;
+  private final ByteArrayOutputStream bytes = new ByteArrayOutputStream();
+  private final StringWriter messages = new StringWriter();
+  private final Interruption interruption = new Interruption();
+  private final ScriptedSource source = new ScriptedSource();
+  private OutputStream output = bytes;
+  private String input = "";
+
+  private int zorvan(String... arguments) {
+    Surroundings surroundings =
+        new Surroundings(
+            new ByteArrayInputStream(input.getBytes(StandardCharsets.UTF_8)),
+            output,
+            new PrintWriter(messages, true),
+            false,
+            false,
+            0,
+            folder,
+            CLOCK);
+    return new Zorvan(surroundings, CommandLineTest::catalogue, source, interruption)
+        .run(arguments);
+  }
+
+  private int report(String... arguments) {
+    return zorvan(
+        Stream.of(new String[] {"report"}, arguments, CONNECTION)
+            .flatMap(Arrays::stream)
+            .toArray(String[]::new));
+  }
+
+  private static ReportCatalogue catalogue() {
+    try (InputStream sample = CommandLineTest.class.getResourceAsStream("sample-catalogue.json")) {
+      return ReportCatalogue.read(sample);
+    } catch (IOException e) {
+      throw new UncheckedIOException(e);
+    }
+  }
+
+  private String out() {
+    return bytes.toString(StandardCharsets.UTF_8);
+  }
+
+  @Test
+  void listsTheReportsOfAGroupAndDescribesOne() {
+    assertEquals(0, zorvan("reports", "--group", "users", "--format", "csv"));
+    assertTrue(out().startsWith("group,name,parameters,title\nusers,GetUsers,,All users\n"), out());
+    assertFalse(out().contains("GetOSBasedComputers"));
+    assertEquals(0, zorvan("reports", "osbasedcomputers"));
+    assertTrue(out().contains("  servicePack=TEXT  Beginning of the service pack"), out());
+    assertEquals(2, zorvan("reports", "--group", "printers"));
+    assertTrue(messages.toString().contains("The groups: users, computers, groups"));
+  }
+
+  @Test
+  void anUnknownReportIsAnsweredWithNearNames() {
+    assertEquals(2, report("GetInactivUser"));
+    assertTrue(messages.toString().contains("Did you mean GetInActiveUsers"), messages.toString());
+    assertEquals(2, report("xyzzy"));
+    assertTrue(messages.toString().contains("no report xyzzy. \"zorvan reports\" lists them"));
+  }
+
+  @ParameterizedTest
+  @CsvSource(
+      delimiter = ';',
+      value = {
+        "befor=30d;          no parameter befor.",
+        "before;             takes name=value",
+        "before=tomorrow;    \"tomorrow\" is not a time",
+        "controller=;        controller must not be empty",
+        "controller=dc3;     parameter before is missing",
+      })
+  void aWrongParameterIsAnsweredWithTheRightOnes(String parameter, String complaint) {
+    assertEquals(2, report("GetInActiveUsers", "--param", parameter));
+    assertTrue(messages.toString().contains(complaint), messages.toString());
+    assertTrue(messages.toString().contains("before=TIME"), messages.toString());
+  }
+
+  @Test
+  void parametersReachTheReportInItsOrderAndTypes() {
+    assertEquals(0, report("GetInActiveUsers", "-p", "before=30d", "-p", "controller=dc9"));
+    long thirtyDaysAgo = Instant.parse("2024-03-01T12:00:00Z").toEpochMilli();
+    assertEquals(List.of("dc9", thirtyDaysAgo), source.arguments);
+    assertEquals(0, report("inactiveusers", "-p", "before=2024-03-01T12:00:00Z"));
+    assertEquals(
+        List.of("dc1", thirtyDaysAgo), source.arguments, "the first server is the default");
+    assertEquals(0, report("GetRecentlyCreatedUsers", "-p", "since=2024-03-01"));
+    assertEquals(List.of("20240301000000.0Z"), source.arguments);
+    assertEquals(0, report("GetOSBasedComputers", "-p", "os=a=b", "-p", "servicePack="));
+    assertEquals(List.of("a=b", ""), source.arguments);
+  }
+
+  @Test
+  void attributesAreAskedForAsTheLibraryNeedsThemAndShownAsTheUserWantsThem() {
+    assertEquals(0, report("GetUsers", "--format", "csv"));
+    assertEquals("sAMAccountName,mail\n", out());
+    bytes.reset();
+    report("GetUsers", "--format", "csv", "-a", "cn, tsHomeDir,CN");
+    assertEquals("cn,tsHomeDir\n", out());
+    assertEquals(List.of("sAMAccountName", "cn", "tsHomeDir"), source.attributes);
+    bytes.reset();
+    report("GetUsers", "--format", "csv", "-a", "");
+    assertEquals("distinguishedName\n", out());
+    assertEquals(List.of(), source.attributes);
+    assertEquals(2, report("GetUsers", "-a", "cn,(x=*)"));
+  }
+
+  @Test
+  void basesFollowTheDomainOrTheConfigurationUnlessGiven() {
+    report("GetUsers");
+    assertEquals("DC=example,DC=com", source.base);
+    report("GetAllSubnets");
+    assertEquals("CN=Configuration,DC=example,DC=com", source.base);
+    report("GetAllSubnets", "--base", "CN=x");
+    assertEquals("CN=x", source.base);
+  }
+
+  @ParameterizedTest
+  @ValueSource(strings = {"table", "csv", "json", "jsonl"})
+  void rowsAreWrittenWhileTheReportStillRuns(String format) {
+    int[] writtenHalfWay = new int[1];
+    source.plays(
+        (listener, errors) -> {
+          ScriptedSource.rows(50_000).play(listener, errors);
+          writtenHalfWay[0] = bytes.size();
+          ScriptedSource.rows(50_000).play(listener, errors);
+        });
+    assertEquals(0, report("GetUsers", "-a", "cn", "--format", format));
+    assertTrue(out().contains("user49999"));
+    assertTrue(
+        bytes.size() - writtenHalfWay[0] * 2 < 200_000,
+        "half of the rows were written half-way: " + writtenHalfWay[0] + " of " + bytes.size());
+  }
+
+  @Test
+  void theFirstRowIsNotHeldBack() {
+    source.plays(
+        (listener, errors) -> {
+          listener.addRow(ScriptedSource.row("first"));
+          assertTrue(out().contains("first"));
+        });
+    assertEquals(0, report("GetUsers", "-a", "cn", "--format", "jsonl"));
+  }
+
+  @Test
+  void theLimitEndsTheReportAndIsNoFailure() {
+    source.plays(ScriptedSource.rows(1000));
+    assertEquals(0, report("GetUsers", "-a", "cn", "--format", "csv", "--limit", "3"));
+    assertEquals("cn\nuser0\nuser1\nuser2\n", out());
+    assertEquals(2, report("GetUsers", "--limit", "0"));
+  }
+
+  @Test
+  void ctrlCKeepsWhatWasGotAndSaysThatItIsNotAll() {
+    source.plays(
+        (listener, errors) -> {
+          listener.addRow(ScriptedSource.row("a"));
+          interruption.request();
+          assertTrue(listener.isCompleted());
+          listener.addRow(ScriptedSource.row("too late"));
+        });
+    assertEquals(3, report("GetUsers", "-a", "cn", "--format", "json"));
+    assertEquals("[{\"cn\":\"a\"}]", out().replaceAll("\\s", ""));
+    assertTrue(messages.toString().contains("1 row in 0.0 s; ended by Ctrl-C"));
+  }
+
+  @Test
+  void errorsAreToldInWordsWithTheirKeyAndCode() {
+    source.plays(
+        (listener, errors) ->
+            errors.setErrorList(
+                "example.com",
+                "SEVERE",
+                "8007052e",
+                "halden.common_authentication.native.failure.username/password.wrong",
+                null));
+    assertEquals(1, report("GetUsers"));
+    assertEquals("", out(), "nothing that looks like an empty result");
+    assertEquals(
+        """
+        error: The user name or the password is wrong. [example.com]
+          key halden.common_authentication.native.failure.username/password.wrong, code 0x8007052e: the user name or the password is wrong
+        """,
+        messages.toString());
+  }
+
+  @Test
+  void anErrorAfterRowsOrAWarningMeansPartly() {
+    source.plays(
+        (listener, errors) -> {
+          listener.addRow(ScriptedSource.row("a"));
+          errors.setErrorList("x", "SEVERE", "8007203a", "halden.unknown.key_of_later", null);
+        });
+    assertEquals(3, report("GetUsers", "-a", "cn", "-f", "csv"));
+    assertEquals("cn\na\n", out());
+    assertTrue(messages.toString().contains("\"key of later\""), messages.toString());
+    assertTrue(messages.toString().contains("0x8007203a: the server does not answer"));
+    source.plays((listener, errors) -> errors.setErrorList("x", "WARNING", "", "halden.k", null));
+    assertEquals(3, report("GetUsers"));
+  }
+
+  @Test
+  void aSearchThatOnlyLogsItsFailureFailsAllTheSame() {
+    source.plays(
+        (listener, errors) ->
+            ADHandler.log(
+                1,
+                "Error Occured while Binding to the LDAP Object LDAP://dc1/OU=x and the error code"
+                    + " is : 80072030"));
+    String[] arguments = {"search", "(cn=*)", "-d", "example.com", "-s", "dc1"};
+    assertEquals(1, zorvan(arguments));
+    assertTrue(messages.toString().contains("80072030 (the object does not exist)"));
+    assertEquals("(cn=*)", source.filter);
+    source.plays(ScriptedSource.rows(0));
+    assertEquals(0, zorvan(arguments), "a search that finds nothing is fine");
+  }
+
+  @Test
+  void aLibraryThatCannotBeLoadedIsAFailureWithItsReason() {
+    source.plays(
+        (listener, errors) -> {
+          throw new UnsatisfiedLinkError("Tried:\n  /a/b.so: does not exist");
+        });
+    assertEquals(1, report("GetUsers"));
+    assertTrue(messages.toString().startsWith("error: Tried:\n  /a/b.so: does not exist"));
+  }
+
+  @Test
+  void aFileTakesItsNameOnlyWhenItIsWhole() throws IOException {
+    Path file = Files.writeString(folder.resolve("users.csv"), "yesterday's");
+    source.plays(
+        (listener, errors) -> {
+          listener.addRow(ScriptedSource.row("a"));
+          assertEquals("yesterday's", read(file));
+          errors.setErrorList("x", "SEVERE", "8007203a", "halden.k", null);
+        });
+    String[] arguments = {"GetUsers", "-a", "cn", "-f", "csv", "--out", file.toString()};
+    assertEquals(3, report(arguments));
+    assertEquals("yesterday's", read(file));
+    assertEquals("cn\na\n", read(folder.resolve("users.csv.partial")));
+    assertTrue(messages.toString().contains("kept in " + file.toRealPath() + ".partial"));
+
+    source.plays((listener, errors) -> errors.setErrorList("x", "SEVERE", "5", "halden.k", null));
+    assertEquals(1, report(arguments));
+    assertEquals("yesterday's", read(file));
+
+    source.plays(ScriptedSource.rows(1));
+    assertEquals(0, report(arguments));
+    assertEquals("cn\nuser0\n", read(file));
+    try (Stream<Path> files = Files.list(folder)) {
+      assertEquals(2, files.count(), "nothing unfinished is left lying about");
+    }
+    assertEquals(1, report("GetUsers", "--out", folder.resolve("none/x").toString()));
+  }
+
+  private static String read(Path file) {
+    try {
+      return Files.readString(file);
+    } catch (IOException e) {
+      throw new UncheckedIOException(e);
+    }
+  }
+
+  @Test
+  void anOutputThatTakesNoMoreEndsTheReport() {
+    output =
+        new OutputStream() {
+          @Override
+          public void write(int b) throws IOException {
+            throw new IOException("No space left on device");
+          }
+        };
+    List<String> delivered = new ArrayList<>();
+    source.plays(
+        (listener, errors) -> {
+          for (int i = 0; i < 10 && !listener.isCompleted(); i++) {
+            delivered.add("row");
+            listener.addRow(ScriptedSource.row("x"));
+          }
+        });
+    int code = report("GetUsers", "-a", "cn", "-f", "csv");
+    assertTrue(code == 1 || code == 3, "not a success: " + code);
+    assertEquals(1, delivered.size());
+    assertTrue(messages.toString().contains("No space left on device"));
+  }
+
+  @Test
+  void aPasswordComesFromStandardInputOrAFileAndGoesNowhereElse() throws IOException {
+    input = "p√ss wörd\r\nnot this";
+    assertEquals(0, report("GetUsers", "--user", "anna", "--password-stdin", "-vv"));
+    assertEquals("p√ss wörd", source.settings.get("PASSWORD"));
+    assertEquals("anna@example.com", source.settings.get("USER_DISTINGUISHED_NAME"));
+    assertEquals("true", source.settings.get("IS_AUTHENTICATION_REQUIRED"));
+    Path file = Files.writeString(folder.resolve("secret"), "s3cret\n");
+    assertEquals(0, report("GetUsers", "-u", "EX\\anna", "--password-file", file.toString()));
+    assertEquals("s3cret", source.settings.get("PASSWORD"));
+    assertFalse((out() + messages).contains("s3cret"));
+    input = "\n";
+    assertEquals(2, report("GetUsers", "-u", "anna", "--password-stdin"));
+    assertEquals(2, report("GetUsers", "-u", "CN=a,DC=b", "--password-stdin"));
+    assertEquals(2, report("GetUsers", "--password-stdin"), "a password without a user");
+    assertEquals(0, report("GetUsers"));
+    assertEquals("false", source.settings.get("IS_AUTHENTICATION_REQUIRED"));
+  }
+
+  @Test
+  void aProfileGivesWhatTheOptionsDoNot() throws IOException {
+    Files.writeString(folder.resolve("secret"), "s3cret");
+    Files.writeString(
+        folder.resolve("corp.properties"),
+        """
+        domain = corp.example.com
+        server = dc8, dc9
+        user = CORP\\anna
+        base = OU=Zürich,DC=corp,DC=example,DC=com
+        password-file = %s
+        """
+            .formatted(folder.resolve("secret")));
+    assertEquals(0, zorvan("report", "GetUsers", "--profile", "corp"));
+    assertEquals("CORP\\anna", source.settings.get("USER_DISTINGUISHED_NAME"));
+    assertEquals(List.of("dc8", "dc9"), source.settings.get("DOMAIN_CONTROLLER_LIST"));
+    assertEquals("OU=Zürich,DC=corp,DC=example,DC=com", source.base);
+    zorvan("report", "GetUsers", "--profile", "corp", "-s", "dc1");
+    assertEquals(List.of("dc1"), source.settings.get("DOMAIN_CONTROLLER_LIST"));
+
+    Files.writeString(folder.resolve("bad.properties"), "password = s3cret\n");
+    assertEquals(2, zorvan("report", "GetUsers", "--profile", "bad"));
+    Files.writeString(folder.resolve("typo.properties"), "sever = dc1\n");
+    assertEquals(2, zorvan("report", "GetUsers", "--profile", "typo"));
+    assertTrue(messages.toString().contains("unknown settings: sever"));
+    assertEquals(2, zorvan("report", "GetUsers", "--profile", "../corp"));
+    assertEquals(2, zorvan("report", "GetUsers", "--profile", "absent"));
+    assertFalse(messages.toString().contains("s3cret"));
+  }
+
+  @Test
+  void dnsRecordsAreOrderedByPriorityThenWeight() {
+    assertEquals(
+        List.of("near.example.com", "heavy.example.com", "light.example.com"),
+        ControllerDiscovery.hosts(
+            List.of(
+                "10 1 389 light.example.com.",
+                "10 90 389 heavy.example.com.",
+                "0 1 389 near.example.com.",
+                "0 1 389 near.example.com.",
+                "nonsense")));
+  }
+}

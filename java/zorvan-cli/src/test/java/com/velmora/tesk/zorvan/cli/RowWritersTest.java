@@ -1,0 +1,186 @@
+package com.velmora.tesk.zorvan.cli;
+
+import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertTrue;
+
+import com.fasterxml.jackson.databind.JsonNode;
+import com.fasterxml.jackson.databind.json.JsonMapper;
+import java.io.IOException;
+import java.io.StringReader;
+import java.io.StringWriter;
+import java.time.Clock;
+import java.time.Duration;
+import java.time.Instant;
+import java.time.ZoneOffset;
+import java.util.Arrays;
+import java.util.List;
+import java.util.Map;
+import org.apache.commons.csv.CSVFormat;
+import org.apache.commons.csv.CSVRecord;
+import org.junit.jupiter.api.Test;
+import org.junit.jupiter.params.ParameterizedTest;
+import org.junit.jupiter.params.provider.CsvSource;
+import org.junit.jupiter.params.provider.ValueSource;
+
+class RowWritersTest {
+  private static final Clock CLOCK = Clock.fixed(Instant.EPOCH, ZoneOffset.UTC);
+  private static final ValueFormatter FORMATTER = new ValueFormatter(false, ZoneOffset.UTC);
+
+  private final StringWriter out = new StringWriter();
+
+  private static Map<String, List<String>> row(String name, String description) {
+    return Map.of("cn", List.of(name), "description", List.of(description));
+  }
+
+  private RowWriter open(OutputFormat format, int screenWidth) throws IOException {
+    return format.open(out, List.of("cn", "description"), FORMATTER, screenWidth, CLOCK);
+  }
+
+  @ParameterizedTest
+  @ValueSource(
+      strings = {
+        "=1+1",
+        "+49 30 1234",
+        "-2+3",
+        "@SUM(A1)",
+        "\t=1",
+        "\r=1",
+        "  =1",
+        "＝1",
+        "-cmd|' /C calc'!A0"
+      })
+  void csvDisarmsWhatASpreadsheetWouldRun(String value) {
+    assertEquals("'" + value, CsvRowWriter.safe(value));
+  }
+
+  @ParameterizedTest
+  @ValueSource(strings = {"", "-1", "-9223372036854775808", "a=b", "CN=x,DC=y", "it's", "3-4", " "})
+  void csvLeavesWhatIsHarmless(String value) {
+    assertEquals(value, CsvRowWriter.safe(value));
+  }
+
+  @Test
+  void csvIsReadBackAsItWasWritten() throws IOException {
+    RowWriter writer = open(OutputFormat.CSV, 0);
+    writer.write(row("Meyer, \"Zoë\"", "two\nlines"));
+    writer.write(Map.of("cn", List.of("😀")));
+    writer.end();
+    List<CSVRecord> records =
+        CSVFormat.DEFAULT.parse(new StringReader(out.toString())).getRecords();
+    assertEquals(
+        List.of("cn,description", "Meyer, \"Zoë\"|two\nlines", "😀|"),
+        List.of(
+            String.join(",", records.get(0).toList()),
+            String.join("|", records.get(1).toList()),
+            String.join("|", records.get(2).toList())));
+  }
+
+  @Test
+  void jsonIsWholeWhateverTheNumberOfRows() throws IOException {
+    for (int count = 0; count < 3; count++) {
+      out.getBuffer().setLength(0);
+      RowWriter array = open(OutputFormat.JSON, 0);
+      for (int i = 0; i < count; i++) {
+        array.write(Map.of("cn", List.of("\"" + i + "\u0000"), "unasked", List.of("x")));
+      }
+      array.end();
+      JsonNode parsed = new JsonMapper().readTree(out.toString());
+      assertTrue(parsed.isArray());
+      assertEquals(count, parsed.size());
+      assertEquals(count == 0 ? null : "{\"cn\":\"\\\"0\\u0000\"}", text(parsed.get(0)));
+    }
+  }
+
+  private static String text(JsonNode node) {
+    return node == null ? null : node.toString();
+  }
+
+  @Test
+  void jsonLinesAreWholeLinesAtOnce() throws IOException {
+    RowWriter lines = open(OutputFormat.JSONL, 0);
+    lines.write(row("a", "b"));
+    lines.flush();
+    assertEquals("{\"cn\":\"a\",\"description\":\"b\"}\n", out.toString());
+    lines.write(Map.of());
+    lines.end();
+    assertEquals("{\"cn\":\"a\",\"description\":\"b\"}\n{}\n", out.toString());
+  }
+
+  @Test
+  void aTableTakesItsWidthsFromTheFirstScreenfulAndHoldsNothingBackAfterIt() throws IOException {
+    RowWriter table = open(OutputFormat.TABLE, 0);
+    int shown = 0;
+    for (int i = 0; i < 100; i++) {
+      table.write(row("user" + i, "d"));
+      shown = (int) out.toString().lines().count();
+      if (shown > 0) {
+        assertEquals(i + 3, shown, "rows and two header lines");
+      }
+    }
+    table.write(row("a much longer name than before", "d"));
+    table.end();
+    List<String> lines = out.toString().lines().toList();
+    assertEquals(" cn     | description ", lines.get(0));
+    assertEquals(" user99 | d           ", lines.get(101));
+    assertTrue(lines.get(102).startsWith(" a much longer name than before | d"), "nothing is lost");
+  }
+
+  @Test
+  void aTableDoesNotWaitForeverForAScreenful() throws IOException {
+    Instant[] now = {Instant.EPOCH};
+    Clock clock =
+        new Clock() {
+          @Override
+          public ZoneOffset getZone() {
+            return ZoneOffset.UTC;
+          }
+
+          @Override
+          public Clock withZone(java.time.ZoneId zone) {
+            return this;
+          }
+
+          @Override
+          public Instant instant() {
+            return now[0];
+          }
+        };
+    RowWriter table = OutputFormat.TABLE.open(out, List.of("cn"), FORMATTER, 0, clock);
+    table.write(row("first", ""));
+    now[0] = now[0].plus(Duration.ofSeconds(2));
+    table.write(row("second", ""));
+    assertTrue(out.toString().contains("first"));
+  }
+
+  @Test
+  void aTableFitsTheTerminalAndCountsColumnsNotCharacters() throws IOException {
+    RowWriter table = open(OutputFormat.TABLE, 40);
+    table.write(row("漢字漢字", "x".repeat(70)));
+    table.write(row("😀", "e\u0301galite\u0301"));
+    table.end();
+    List<Integer> widths = out.toString().lines().map(TerminalText::width).distinct().toList();
+    assertEquals(List.of(40), widths.stream().map(width -> width + 1).toList(), out.toString());
+    assertTrue(out.toString().contains("x…"));
+  }
+
+  @ParameterizedTest
+  @CsvSource({
+    "'\u001b]0;owned\u0007', '␛]0;owned␇'",
+    "'two\nlines', 'two lines'",
+    "'abc\u202Egpj.exe', 'abc\uFFFDgpj.exe'",
+    "'\u009b31m', '\uFFFD31m'",
+    "'👩\u200D🚒 Zoë', '👩\u200D🚒 Zoë'",
+  })
+  void valuesCannotCommandTheTerminal(String value, String shown) {
+    assertEquals(shown, TerminalText.harmless(value));
+  }
+
+  @Test
+  void cuttingNeverSplitsACharacter() {
+    assertEquals("a…", TerminalText.fit("a😀b", 3));
+    assertEquals("a😀…", TerminalText.fit("a😀bc", 4));
+    assertEquals(
+        List.of("…", "…", "漢…"),
+        Arrays.stream(new int[] {1, 2, 3}).mapToObj(n -> TerminalText.fit("漢字", n)).toList());
+  }
+}
