@@ -1,13 +1,9 @@
 // Owners of what the system hands out. Each kind is one line: how a value is let go of.
 #pragma once
 
-#include <activeds.h>
-#include <objbase.h>
-#include <oleauto.h>
-#include <windows.h>
-#include <wtsapi32.h>
-
 #include <utility>
+
+#include "platform/windows/windows_headers.h"
 
 namespace zorvan::platform::windows {
 

@@ -2,12 +2,12 @@
 // size. Nothing outside this folder sees a wchar_t.
 #pragma once
 
-#include <windows.h>
-
 #include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
+
+#include "platform/windows/windows_headers.h"
 
 namespace zorvan::platform::windows {
 

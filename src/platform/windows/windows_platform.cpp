@@ -1,6 +1,4 @@
 // The port on Windows: ADSI and Win32.
-#include <windows.h>
-
 #include "platform/platform.h"
 #include "platform/windows/adsi_directory.h"
 #include "platform/windows/handles.h"
