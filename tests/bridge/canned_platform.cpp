@@ -55,6 +55,12 @@ class CannedSearch final : public DirectorySearch {
   HResult GetNextRow() override { return row_ < rows_ ? (++row_, kOk) : kNoMoreRows; }
 
   HResult GetColumn(std::u16string_view attribute, Column& column) override {
+    if (attribute == u"userAccountControl") {
+      values_.assign(1, {});
+      values_[0].number = 0xFFFFFFFF;
+      column = {AdsType::kInteger, values_};
+      return kOk;
+    }
     texts_ = TextsOf(attribute, row_);
     values_.assign(texts_.size(), {});
     for (std::size_t i = 0; i < texts_.size(); ++i) values_[i].text = texts_[i];

@@ -1,0 +1,195 @@
+package com.velmora.tesk.zorvan.common.server.bridge;
+
+import static com.velmora.tesk.zorvan.common.server.bridge.CannedDomain.PROBLEM;
+import static com.velmora.tesk.zorvan.common.server.bridge.CannedDomain.SERVERS_DOWN;
+import static com.velmora.tesk.zorvan.common.server.bridge.CannedDomain.WRONG_PASSWORD;
+import static com.velmora.tesk.zorvan.common.server.bridge.CannedDomain.names;
+import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertNull;
+import static org.junit.jupiter.api.Assertions.assertTrue;
+
+import com.velmora.tesk.zorvan.common.server.DomainSettings;
+import com.velmora.tesk.zorvan.common.server.NativeError;
+import java.util.ArrayList;
+import java.util.Arrays;
+import java.util.List;
+import java.util.Properties;
+import org.junit.jupiter.api.Test;
+import org.junit.jupiter.params.ParameterizedTest;
+import org.junit.jupiter.params.provider.CsvSource;
+import org.junit.jupiter.params.provider.ValueSource;
+
+/** What a caller can pass wrongly: the call says so and ends, or goes on without the value. */
+@InBridgeLoader
+class BadInputTest {
+  private final CannedDomain domain = new CannedDomain();
+
+  @Test
+  void nullSettingsAreAnErrorWithoutAName() {
+    assertNull(
+        domain
+            .handler()
+            .GetUsers(null, "DC=canned", names("cn"), domain.listener, domain.errors));
+    assertTrue(domain.logged("No domain settings were passed"));
+    NativeError.Entry entry = domain.errors.entries().get(0);
+    assertEquals(
+        new NativeError.Entry("", "SEVERE", "80070057", PROBLEM, null), entry, "error entry");
+  }
+
+  @Test
+  void emptySettingsHaveNoController() {
+    domain.settings.clear();
+    domain.search("rows=1", "sAMAccountName");
+    assertEquals(List.of(SERVERS_DOWN), domain.errorKeys());
+    assertTrue(domain.logged("DOMAIN_CONTROLLER_LIST is absent"));
+  }
+
+  @ParameterizedTest
+  @ValueSource(
+      strings = {
+        "DOMAIN_NAME",
+        "USER_DOMAIN_NAME",
+        "USER_NAME",
+        "USER_DISTINGUISHED_NAME",
+        "PASSWORD",
+        "DEFAULT_NAMING_CONTEXT",
+        "ROOT_DOMAIN_NAMING_CONTEXT",
+        "SCHEMA_NAMING_CONTEXT",
+        "CONFIGURATION_NAMING_CONTEXT",
+        "DOMAIN_FUNCTIONAL_LEVEL",
+        "IS_AUTHENTICATION_REQUIRED",
+        "GC_LIST",
+        "ACCOUNT_LOOKUP_STATUS"
+      })
+  void settingOfAnotherClassIsTakenAsAbsent(String key) {
+    domain.settings.put(key, new StringBuilder("odd"));
+    domain.search("rows=1", "sAMAccountName");
+    assertTrue(domain.logged("The domain setting " + key, "is taken as absent"), "log line");
+    assertEquals(1, domain.rows.size(), "rows");
+    assertEquals(List.of(), domain.errorKeys());
+  }
+
+  @Test
+  void settingOfTheDefaultsCounts() {
+    Properties defaults = new Properties();
+    defaults.setProperty(DomainSettings.USER_NAME, "wrong");
+    Properties settings = new Properties(defaults);
+    settings.putAll(domain.settings);
+    settings.remove(DomainSettings.USER_NAME);
+    domain
+        .handler()
+        .GetUsers(settings, "DC=canned", names("cn"), domain.listener, domain.errors);
+    assertEquals(List.of(WRONG_PASSWORD), domain.errorKeys());
+  }
+
+  @ParameterizedTest
+  @CsvSource({
+    "DOMAIN_NAME, 100",
+    "USER_DOMAIN_NAME, 100",
+    "USER_NAME, 100",
+    "USER_DISTINGUISHED_NAME, 100",
+    "PASSWORD, 100",
+    "DEFAULT_NAMING_CONTEXT, 260",
+    "ROOT_DOMAIN_NAMING_CONTEXT, 260",
+    "SCHEMA_NAMING_CONTEXT, 260",
+    "CONFIGURATION_NAMING_CONTEXT, 260",
+    "DOMAIN_FUNCTIONAL_LEVEL, 100",
+    "IS_AUTHENTICATION_REQUIRED, 100"
+  })
+  void overLongSettingFailsTheCallAndNamesKeyAndCapacity(String key, int capacity) {
+    domain.settings.put(key, "x".repeat(capacity));
+    domain.search("rows=1", "sAMAccountName");
+    assertTrue(domain.logged(key, String.valueOf(capacity)), "log line");
+    assertEquals(List.of(PROBLEM), domain.errorKeys());
+    assertEquals(0, domain.rows.size(), "rows");
+    assertTrue(!key.equals("PASSWORD") || !domain.logged("xxxx"), "the password is in the log");
+  }
+
+  @Test
+  void longestSettingThatFitsIsAccepted() {
+    domain.settings.put(DomainSettings.DOMAIN_NAME, "x".repeat(99));
+    domain.search("rows=1", "sAMAccountName");
+    assertEquals(List.of(), domain.errorKeys());
+    assertEquals(1, domain.rows.size(), "rows");
+  }
+
+  @Test
+  void controllersThatAreNoNamesAreLeftOut() {
+    ArrayList<Object> controllers =
+        new ArrayList<>(Arrays.asList(null, 7, "down1", "x".repeat(300), "dc2"));
+    domain.settings.put(DomainSettings.DOMAIN_CONTROLLER_LIST, controllers);
+    domain.search("rows=1", "sAMAccountName");
+    assertTrue(domain.logged("Element 0 of DOMAIN_CONTROLLER_LIST"), "null element");
+    assertTrue(domain.logged("Element 1 of DOMAIN_CONTROLLER_LIST"), "number");
+    assertTrue(domain.logged("ValidDC 1.dc2"), "the controller that answers");
+    assertEquals(1, domain.rows.size(), "rows");
+  }
+
+  @ParameterizedTest
+  @ValueSource(strings = {"", "down", "long", "text"})
+  void controllersOfWhichNoneAnswersAreOneError(String controllers) {
+    Object value =
+        switch (controllers) {
+          case "down" -> names("down1", "down2");
+          case "long" -> names("x".repeat(300));
+          case "text" -> "dc1";
+          default -> names();
+        };
+    domain.settings.put(DomainSettings.DOMAIN_CONTROLLER_LIST, value);
+    domain.search("rows=1", "sAMAccountName");
+    assertEquals(List.of(SERVERS_DOWN), domain.errorKeys());
+    assertEquals("canned", domain.errors.entries().get(0).objectName());
+    assertEquals(0, domain.rows.size(), "rows");
+  }
+
+  @Test
+  void attributesThatAreNoNamesAreLeftOut() {
+    @SuppressWarnings({"unchecked", "rawtypes"})
+    ArrayList<String> mixed = new ArrayList(Arrays.asList(null, 5, "sAMAccountName"));
+    domain
+        .handler()
+        .GetObjects(domain.settings, "DC=canned", "rows=1", mixed, domain.listener, domain.errors);
+    assertEquals("{sAMAccountName=[user1]}", domain.rows.get(0).toString());
+    assertTrue(domain.logged("Element 0 of the list of attributes"));
+    assertTrue(domain.logged("Total Count of Attributes : 1"));
+  }
+
+  @Test
+  void nullAttributesBaseAndFilterAreTakenAsEmpty() {
+    domain
+        .handler()
+        .GetObjects(domain.settings, null, null, null, domain.listener, domain.errors);
+    assertTrue(domain.logged("No list of attributes was passed"));
+    assertTrue(domain.logged("Total Count of Attributes : 0"));
+    assertEquals(3, domain.rows.size(), "rows");
+  }
+
+  @Test
+  void nullListenerIsLogged() {
+    assertNull(
+        domain
+            .handler()
+            .GetObjects(domain.settings, "DC=canned", "rows=1", names("cn"), null, domain.errors));
+    assertTrue(domain.logged("No listener was passed"));
+    assertTrue(!domain.logged("Search String is"), "the search ran");
+  }
+
+  @Test
+  void errorWithoutAnErrorListIsLogged() {
+    domain.settings.put(DomainSettings.USER_NAME, "wrong");
+    domain.handler().GetUsers(domain.settings, "", names("cn"), domain.listener, null);
+    assertTrue(domain.logged("8007052e", WRONG_PASSWORD, "canned"));
+    domain.handler().GetUsers(null, "", names("cn"), domain.listener, null);
+    assertTrue(domain.logged("80070057", PROBLEM));
+  }
+
+  @ParameterizedTest
+  @CsvSource({"throw, canned failure, 8000ffff", "exhaust, out of memory, 8007000e"})
+  void exceptionInsideTheLibraryBecomesALogLineAndAnError(String filter, String what, String code) {
+    assertNull(domain.search(filter, "cn"));
+    assertTrue(domain.logged("The call ended in an exception", what), "log line");
+    assertEquals(
+        List.of(new NativeError.Entry("", "SEVERE", code, PROBLEM, null)),
+        domain.errors.entries());
+  }
+}

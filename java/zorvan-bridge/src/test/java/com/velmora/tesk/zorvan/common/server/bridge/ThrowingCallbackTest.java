@@ -1,0 +1,172 @@
+package com.velmora.tesk.zorvan.common.server.bridge;
+
+import static com.velmora.tesk.zorvan.common.server.bridge.CannedDomain.names;
+import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertSame;
+import static org.junit.jupiter.api.Assertions.assertThrows;
+import static org.junit.jupiter.api.Assertions.assertTrue;
+
+import com.velmora.tesk.zorvan.common.server.ADHandler;
+import com.velmora.tesk.zorvan.common.server.DomainSettings;
+import com.velmora.tesk.zorvan.common.server.NativeError;
+import com.velmora.tesk.zorvan.common.server.model.NativeListener;
+import java.util.ArrayList;
+import java.util.Properties;
+import java.util.concurrent.atomic.AtomicInteger;
+import org.junit.jupiter.api.Test;
+import org.junit.jupiter.api.function.Executable;
+import org.junit.jupiter.params.ParameterizedTest;
+import org.junit.jupiter.params.provider.ValueSource;
+
+/** Whatever Java code throws while the library calls it reaches the caller, and nothing is called after it. */
+@InBridgeLoader
+class ThrowingCallbackTest {
+  private final CannedDomain domain = new CannedDomain();
+  private final RuntimeException thrown = new IllegalStateException("thrown by the test");
+
+  private void assertThrown(Executable call) {
+    assertSame(thrown, assertThrows(IllegalStateException.class, call));
+  }
+
+  private void assertSearchThrows(NativeListener listener) {
+    assertThrown(
+        () ->
+            domain
+                .handler()
+                .GetObjects(
+                    domain.settings, "DC=canned", "rows=9", names("cn"), listener, domain.errors));
+  }
+
+  @ParameterizedTest
+  @ValueSource(ints = {1, 2, 5})
+  void addRowEndsTheSearch(int callThatThrows) {
+    AtomicInteger calls = new AtomicInteger();
+    AtomicInteger linesBefore = new AtomicInteger();
+    assertSearchThrows(
+        new NativeListener() {
+          @Override
+          public void addRow(Properties row) {
+            if (calls.incrementAndGet() == callThatThrows) {
+              linesBefore.set(domain.log.size());
+              throw thrown;
+            }
+          }
+
+          @Override
+          public boolean isCompleted() {
+            return false;
+          }
+        });
+    assertEquals(callThatThrows, calls.get(), "rows");
+    assertEquals(linesBefore.get(), domain.log.size(), "log lines");
+  }
+
+  @ParameterizedTest
+  @ValueSource(ints = {1, 3})
+  void isCompletedEndsTheSearch(int callThatThrows) {
+    AtomicInteger calls = new AtomicInteger();
+    assertSearchThrows(
+        new NativeListener() {
+          @Override
+          public void addRow(Properties row) {
+            domain.rows.add(row);
+          }
+
+          @Override
+          public boolean isCompleted() {
+            if (calls.incrementAndGet() == callThatThrows) {
+              throw thrown;
+            }
+            return false;
+          }
+        });
+    assertEquals(callThatThrows, calls.get(), "answers");
+    assertEquals(callThatThrows - 1, domain.rows.size(), "rows");
+  }
+
+  @Test
+  void logLineEndsTheCallWhereverItStands() {
+    domain.search("rows=1", "sAMAccountName");
+    int lines = domain.log.size();
+    assertTrue(lines > 10, "log lines of a whole call");
+    ADHandler handler = domain.handler();
+    for (int line = 1; line <= lines; line++) {
+      AtomicInteger left = new AtomicInteger(line);
+      AtomicInteger after = new AtomicInteger();
+      ADHandler.setLogSink(
+          domain.sink(
+              () -> {
+                if (left.decrementAndGet() == 0) {
+                  throw thrown;
+                }
+                if (left.get() < 0) {
+                  after.incrementAndGet();
+                }
+              }));
+      assertThrown(
+          () ->
+              handler.GetObjects(
+                  domain.settings,
+                  "DC=canned",
+                  "rows=1",
+                  names("sAMAccountName"),
+                  domain.listener,
+                  domain.errors));
+      assertEquals(0, after.get(), "lines after line " + line);
+    }
+    assertTrue(domain.errors.isEmpty(), "error entries");
+  }
+
+  @Test
+  void errorListEndsTheCall() {
+    domain.settings.put(DomainSettings.USER_NAME, "wrong");
+    NativeError errors =
+        new NativeError() {
+          @Override
+          public synchronized void setErrorList(
+              Object objectName, String severity, Object code, Object key, Object message) {
+            domain.log.clear();
+            throw thrown;
+          }
+        };
+    assertThrown(
+        () ->
+            domain
+                .handler()
+                .GetUsers(domain.settings, "DC=canned", names("cn"), domain.listener, errors));
+    assertEquals(0, domain.log.size(), "log lines after the error entry");
+    assertEquals(0, domain.rows.size(), "rows");
+  }
+
+  @Test
+  void argumentsThatThrowEndTheCall() {
+    ArrayList<String> list =
+        new ArrayList<>() {
+          @Override
+          public int size() {
+            return 3;
+          }
+
+          @Override
+          public String get(int index) {
+            throw thrown;
+          }
+        };
+    Properties settings =
+        new Properties() {
+          @Override
+          public synchronized Object get(Object key) {
+            throw thrown;
+          }
+        };
+    settings.putAll(domain.settings);
+    ADHandler handler = domain.handler();
+    assertThrown(
+        () -> handler.GetUsers(settings, "", names("cn"), domain.listener, domain.errors));
+    assertThrown(() -> handler.GetUsers(domain.settings, "", list, domain.listener, domain.errors));
+    domain.settings.put(DomainSettings.DOMAIN_CONTROLLER_LIST, list);
+    assertThrown(
+        () -> handler.GetUsers(domain.settings, "", names("cn"), domain.listener, domain.errors));
+    assertEquals(0, domain.rows.size(), "rows");
+  }
+}
