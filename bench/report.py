@@ -1,0 +1,167 @@
+#!/usr/bin/python3
+"""Turns what measure.py wrote into the tables of RESULTS.md.
+
+    report.py SLAPD_JSON [DOMAIN_JSON] >MARKDOWN
+"""
+import json
+import platform
+import re
+import statistics
+import subprocess
+import sys
+
+NAMES = {
+    "library": "**this library**",
+    "jndi": "JNDI",
+    "sdk": "UnboundID SDK",
+    "ldapsearch": "ldapsearch",
+    "jndi-simple": "JNDI, unprotected",
+    "sdk-simple": "UnboundID SDK, unprotected",
+    "ldapsearch-simple": "ldapsearch, unprotected",
+    "jndi-remembering": "JNDI, one by one, remembered",
+    "sdk-remembering": "UnboundID SDK, one by one, remembered",
+}
+ONE_BY_ONE = {"jndi": "JNDI, one by one", "sdk": "UnboundID SDK, one by one"}
+
+
+def table(header, rows):
+    def line(cells):
+        return "| " + " | ".join(cells) + " |"
+
+    return "\n".join([line(header), line(["---"] + ["---:"] * (len(header) - 1)), *map(line, rows)])
+
+
+def contenders(runs):
+    return list(dict.fromkeys(run["contender"] for run in runs))
+
+
+def searches(runs, contender, name):
+    return [s for run in runs if run["contender"] == contender for s in run["searches"] if s["search"] == name]
+
+
+def median(values):
+    return statistics.median(values)
+
+
+def ratio(mine, other, places=2):
+    return f"{mine / other:.{places}f}"
+
+
+class Figures:
+    """The medians of one contender over all rounds."""
+
+    def __init__(self, runs, contender):
+        steady = searches(runs, contender, "steady")
+        first = searches(runs, contender, "first") or steady
+        self.rows = steady[0]["rows"]
+        self.speeds = [s["rows"] / s["seconds"] for s in steady]
+        self.speed = median(self.speeds)
+        self.cpu = median([s["cpu"] / s["rows"] for s in steady]) * 1e6
+        self.first_row = median([s["firstRow"] for s in steady]) * 1e3
+        self.whole_cpu = median([s["cpuOfProcess"] / s["rows"] for s in first]) * 1e6
+        self.whole_first_row = median([s["firstRow"] for s in first]) * 1e3
+        self.seconds = median([s["seconds"] for s in steady])
+        self.links = steady[0].get("links", 0)
+        of_process = [max(s["peakKib"] for s in run["searches"]) for run in runs if run["contender"] == contender]
+        self.peak = median(of_process) / 1024
+
+
+def all_rows_table(runs):
+    figures = {contender: Figures(runs, contender) for contender in contenders(runs)}
+    mine = figures.get("library")
+    rows = []
+    for contender, f in figures.items():
+        against = [ratio(mine.speed, f.speed), ratio(mine.cpu, f.cpu)] if mine else ["", ""]
+        rows.append([
+            NAMES[contender], f"{f.speed:,.0f}", f"{min(f.speeds):,.0f} to {max(f.speeds):,.0f}", f"{f.cpu:.1f}",
+            f"{f.first_row:.1f}", f"{f.peak:.0f}", f"{f.whole_cpu:.1f}", f"{f.whole_first_row:.0f}", *against,
+        ])
+    header = [
+        "", "rows/s", "lowest to highest", "CPU per row, µs", "first row, ms", "peak memory, MiB",
+        "CPU per row of a new process, µs", "its first row, ms", "library's rows/s, times", "library's CPU, times",
+    ]
+    return table(header, rows)
+
+
+def memory_table(runs):
+    rows = []
+    for contender in contenders(runs):
+        part, everything = (searches(runs, contender, name) for name in ("part", "all"))
+        small, large = (median([s["peakKib"] for s in found]) / 1024 for found in (part, everything))
+        rows.append([NAMES[contender], f"{small:.1f}", f"{large:.1f}", f"{(large / small - 1) * 100:+.1f} %"])
+    header = ["", *(f"{found[0]['rows']:,} rows, MiB" for found in (part, everything)), "growth"]
+    return table(header, rows)
+
+
+def links_table(runs):
+    figures = {contender: Figures(runs, contender) for contender in contenders(runs)}
+    mine = figures.get("library")
+    rows = []
+    for contender, f in figures.items():
+        faster = f"{f.seconds / mine.seconds:.1f}" if mine else ""
+        name = ONE_BY_ONE.get(contender, NAMES[contender])
+        rows.append([name, f"{f.speed:,.0f}", f"{f.links:,}", f"{f.seconds:.2f}", f"{f.cpu:.1f}", faster])
+    return table(["", "rows/s", "names resolved", "seconds", "CPU per row, µs", "library faster, times"], rows)
+
+
+# ---- The machine ----
+
+
+def output_of(*command):
+    done = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, check=False)
+    return done.stdout
+
+
+def package(name):
+    return output_of("dpkg-query", "-W", "-f=${Version}", name)
+
+
+def field(path, pattern):
+    with open(path, encoding="utf-8") as file:
+        return re.findall(pattern, file.read(), re.MULTILINE)
+
+
+def machine():
+    processors = field("/proc/cpuinfo", r"^model name\s*: (.*)$")
+    gigabytes = int(field("/proc/meminfo", r"^MemTotal:\s*(\d+)")[0]) / 1024**2
+    system = field("/etc/os-release", r'^PRETTY_NAME="(.*)"$')[0]
+    java = re.search(r"Runtime Environment.*?build ([^)]*)\)", output_of("java", "-version"))[1]
+    sdk = field(f"{sys.path[0]}/java/pom.xml", r"<artifactId>unboundid-ldapsdk</artifactId>\s*<version>(.*)</version>")[0]
+    return "\n".join([
+        f"- {len(processors)} cores of {processors[0].strip()}, {gigabytes:.0f} GiB; the servers share them with the clients",
+        f"- {system}, Linux {platform.release().split("-")[0]}",
+        f"- OpenLDAP {package('slapd')}, Samba {package('samba')}, MIT Kerberos {package('libgssapi-krb5-2')}",
+        f"- OpenJDK {java}, UnboundID LDAP SDK {sdk}",
+    ])
+
+
+def main():
+    results = []
+    for path in sys.argv[1:]:
+        with open(path, encoding="utf-8") as file:
+            results.append(json.load(file))
+    slapd = results[0]
+    people = slapd["allRows"][0]["searches"][0]["rows"]
+    parts = [
+        "# What a search costs",
+        "Written by `make bench`; [README.md](README.md) says what is measured and how to read it.",
+        machine(),
+        f"## slapd, {people:,} people, 15 attributes",
+        all_rows_table(slapd["allRows"]),
+        "### Peak memory by number of rows",
+        memory_table(slapd["memory"]),
+        f"### {slapd['links'][0]['searches'][0]['rows']:,} people with `memberOf` and `manager` resolved",
+        links_table(slapd["links"]),
+    ]
+    for domain in results[1:]:
+        people = domain["allRows"][0]["searches"][0]["rows"]
+        parts += [
+            f"## Samba domain controller, {people:,} users, 15 attributes",
+            all_rows_table(domain["allRows"]),
+            "### With `memberOf` and `manager` resolved",
+            links_table(domain["links"]),
+        ]
+    print("\n\n".join(parts))
+
+
+main()
