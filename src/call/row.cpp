@@ -27,8 +27,12 @@ void Row::AddToken(TokenKind kind, KeyId key, std::u16string_view text) {
 }
 
 std::optional<std::u16string_view> Row::FirstText(KeyId key) const {
+  std::size_t depth = 0;  // rows inside this one that are open
   for (std::size_t i = 0; i < tokens_.size(); ++i) {
-    if (tokens_[i].key != key) continue;
+    if (tokens_[i].kind == TokenKind::kRowEnd) --depth;
+    const bool own = depth == 0 && tokens_[i].key == key;
+    if (tokens_[i].kind == TokenKind::kRowBegin) ++depth;
+    if (!own) continue;
     if (tokens_[i].kind == TokenKind::kText) return TextOf(tokens_[i]);
     const bool listOfTexts = tokens_[i].kind == TokenKind::kListBegin && i + 1 < tokens_.size() &&
                              tokens_[i + 1].kind == TokenKind::kText;

@@ -40,8 +40,9 @@ OctetText OctetTextOf(std::u16string_view attribute) {
 std::optional<std::int64_t> FileTimeOf(const platform::UtcTime& time) {
   using namespace std::chrono;
   const year_month_day date{year{time.year}, month{time.month}, day{time.day}};
-  const bool valid = time.year >= 1601 && date.ok() && time.hour < 24 && time.minute < 60 &&
-                     time.second < 60 && time.millisecond < 1000;
+  // The platform converts these years and no others.
+  const bool valid = time.year >= 1601 && time.year <= 30827 && date.ok() && time.hour < 24 &&
+                     time.minute < 60 && time.second < 60 && time.millisecond < 1000;
   if (!valid) return std::nullopt;
   const sys_days start{year_month_day{year{1601}, January, day{1}}};
   const milliseconds passed = sys_days{date} - start + hours{time.hour} + minutes{time.minute} +
@@ -52,14 +53,13 @@ std::optional<std::int64_t> FileTimeOf(const platform::UtcTime& time) {
 std::optional<std::u16string> SidText(std::span<const std::byte> octets) {
   if (octets.size() < 8) return std::nullopt;
   const std::size_t subAuthorities = ByteAt(octets, 1);
+  if (ByteAt(octets, 0) != 1) return std::nullopt;  // the only revision there is
   if (octets.size() != 8 + 4 * subAuthorities || subAuthorities > 15) return std::nullopt;
 
   std::uint64_t authority = 0;
   for (std::size_t i = 2; i < 8; ++i) authority = authority << 8 | ByteAt(octets, i);
-  std::u16string text = u"S-";
+  std::u16string text = u"S-1-";
   std::u16string number;
-  AssignDecimal(number, ByteAt(octets, 0));
-  text.append(number).push_back(u'-');
   if (authority >> 32 == 0) {
     AssignDecimal(number, authority);
     text.append(number);
