@@ -1,0 +1,92 @@
+#include "call/row.h"
+
+#include <gtest/gtest.h>
+
+#include "support/recording.h"
+
+namespace zorvan::call {
+namespace {
+
+using support::Fields;
+using support::List;
+using support::RecordedRow;
+using support::Text;
+using support::ToMap;
+
+TEST(KeyTable, GivesTheSameIdToTheSameLettersOnly) {
+  KeyTable keys;
+  const KeyId first = keys.Intern(u"memberOf");
+  EXPECT_EQ(keys.Intern(u"memberOf"), first);
+  EXPECT_NE(keys.Intern(u"memberof"), first);
+  // Names stay where they are however many follow.
+  const std::u16string_view name = keys.NameOf(first);
+  for (int i = 0; i < 1000; ++i) keys.Intern(u"key" + std::u16string(1, static_cast<char16_t>(i)));
+  EXPECT_EQ(keys.NameOf(first).data(), name.data());
+  EXPECT_EQ(keys.NameOf(first), u"memberOf");
+  EXPECT_EQ(keys.size(), 1002U);
+}
+
+class RowTest : public testing::Test {
+ protected:
+  KeyTable keys;
+  Row row;
+  const KeyId cn = keys.Intern(u"cn");
+  const KeyId mail = keys.Intern(u"mail");
+  const KeyId groups = keys.Intern(u"memberOf");
+};
+
+TEST_F(RowTest, HoldsTextsListsAndRowsInsideEachOther) {
+  row.PutText(cn, u"Jürgen 😀");
+  row.BeginList(groups);
+  row.BeginRow();
+  row.PutText(cn, u"Staff");
+  row.EndRow();
+  row.AddText(u"");
+  row.EndList();
+  row.BeginRow(mail);
+  row.EndRow();
+
+  const RecordedRow expected = {{u"cn", Text(u"Jürgen 😀")},
+                                {u"memberOf", List({Fields({{u"cn", Text(u"Staff")}}), Text(u"")})},
+                                {u"mail", Fields({})}};
+  EXPECT_EQ(ToMap(row, keys), expected);
+}
+
+TEST_F(RowTest, TakesBackWhatWasBegun) {
+  row.PutText(cn, u"Ann");
+  const std::size_t before = row.tokens().size();
+  row.BeginList(groups);
+  row.AddText(u"gone");
+  row.Truncate(before);
+  row.PutText(mail, u"ann@example.com");
+
+  const RecordedRow expected = {{u"cn", Text(u"Ann")}, {u"mail", Text(u"ann@example.com")}};
+  EXPECT_EQ(ToMap(row, keys), expected);
+  EXPECT_EQ(row.texts(), u"Annann@example.com");
+
+  row.Clear();
+  EXPECT_TRUE(row.empty());
+  EXPECT_TRUE(ToMap(row, keys).empty());
+}
+
+TEST_F(RowTest, FirstTextIsThatOfTheRowItselfNotOfARowInIt) {
+  EXPECT_EQ(row.FirstText(cn), std::nullopt);
+  row.BeginList(groups);
+  row.BeginRow();
+  row.PutText(cn, u"Staff");
+  row.EndRow();
+  row.EndList();
+  EXPECT_EQ(row.FirstText(cn), std::nullopt);
+  EXPECT_EQ(row.FirstText(groups), std::nullopt);
+
+  row.BeginList(cn);
+  row.AddText(u"first");
+  row.AddText(u"second");
+  row.EndList();
+  row.PutText(mail, u"ann@example.com");
+  EXPECT_EQ(row.FirstText(cn), u"first");
+  EXPECT_EQ(row.FirstText(mail), u"ann@example.com");
+}
+
+}  // namespace
+}  // namespace zorvan::call
