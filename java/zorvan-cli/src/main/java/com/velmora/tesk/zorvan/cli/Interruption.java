@@ -11,7 +11,6 @@ import java.util.concurrent.TimeUnit;
  */
 final class Interruption {
   private static final Duration PATIENCE = Duration.ofSeconds(5);
-  private static final int KILLED_BY_CTRL_C = 130;
 
   /** A report that runs and can be ended. */
   interface Run {
@@ -55,20 +54,22 @@ final class Interruption {
     System.exit(code);
   }
 
-  private void onShutdown() {
-    if (ended.getCount() == 0) {
-      return;
+  /** Ends the running report from outside, because it does not come to its next row. */
+  void abandon() {
+    Run stuck = run;
+    if (stuck != null) {
+      stuck.abandon();
     }
-    if (run == null) {
-      Runtime.getRuntime().halt(KILLED_BY_CTRL_C);
+  }
+
+  private void onShutdown() {
+    if (ended.getCount() == 0 || run == null) {
+      return;
     }
     request();
     try {
       if (!ended.await(PATIENCE.toMillis(), TimeUnit.MILLISECONDS)) {
-        Run stuck = run;
-        if (stuck != null) {
-          stuck.abandon();
-        }
+        abandon();
       }
     } catch (InterruptedException e) {
       Thread.currentThread().interrupt();

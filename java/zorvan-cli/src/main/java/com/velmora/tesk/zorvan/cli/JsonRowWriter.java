@@ -1,10 +1,10 @@
 package com.velmora.tesk.zorvan.cli;
 
+import com.fasterxml.jackson.core.JsonFactory;
 import com.fasterxml.jackson.core.JsonGenerator;
 import com.fasterxml.jackson.core.util.DefaultIndenter;
 import com.fasterxml.jackson.core.util.DefaultPrettyPrinter;
 import com.fasterxml.jackson.core.util.MinimalPrettyPrinter;
-import com.fasterxml.jackson.databind.json.JsonMapper;
 import java.io.IOException;
 import java.io.Writer;
 import java.util.List;
@@ -12,7 +12,7 @@ import java.util.Map;
 
 /** JSON: an array with one object per row, or one object per line. */
 final class JsonRowWriter implements RowWriter {
-  private static final JsonMapper MAPPER = new JsonMapper();
+  private static final JsonFactory FACTORY = new JsonFactory();
 
   private final JsonGenerator generator;
   private final List<String> columns;
@@ -30,7 +30,7 @@ final class JsonRowWriter implements RowWriter {
   /** One array over all rows. */
   static JsonRowWriter array(Writer writer, List<String> columns, ValueFormatter formatter)
       throws IOException {
-    JsonGenerator generator = MAPPER.createGenerator(writer);
+    JsonGenerator generator = FACTORY.createGenerator(writer);
     DefaultPrettyPrinter printer = new DefaultPrettyPrinter();
     printer.indentArraysWith(DefaultIndenter.SYSTEM_LINEFEED_INSTANCE);
     generator.setPrettyPrinter(printer);
@@ -41,7 +41,7 @@ final class JsonRowWriter implements RowWriter {
   /** A line for each row. */
   static JsonRowWriter lines(Writer writer, List<String> columns, ValueFormatter formatter)
       throws IOException {
-    JsonGenerator generator = MAPPER.createGenerator(writer);
+    JsonGenerator generator = FACTORY.createGenerator(writer);
     generator.setPrettyPrinter(new MinimalPrettyPrinter(""));
     return new JsonRowWriter(generator, columns, formatter, true);
   }
@@ -53,12 +53,36 @@ final class JsonRowWriter implements RowWriter {
       Object value = row.get(column);
       if (value != null) {
         generator.writeFieldName(column);
-        MAPPER.writeValue(generator, formatter.data(column, value));
+        write(formatter.data(column, value));
       }
     }
     generator.writeEndObject();
     if (lines) {
       generator.writeRaw('\n');
+    }
+  }
+
+  // Value by value, because the mapper would look up how to write each of them anew.
+  private void write(Object data) throws IOException {
+    if (data instanceof Map<?, ?> linked) {
+      generator.writeStartObject();
+      for (Map.Entry<?, ?> entry : linked.entrySet()) {
+        generator.writeFieldName(entry.getKey().toString());
+        write(entry.getValue());
+      }
+      generator.writeEndObject();
+    } else if (data instanceof List<?> values) {
+      generator.writeStartArray();
+      for (Object value : values) {
+        write(value);
+      }
+      generator.writeEndArray();
+    } else if (data instanceof Long number) {
+      generator.writeNumber(number);
+    } else if (data instanceof Boolean flag) {
+      generator.writeBoolean(flag);
+    } else {
+      generator.writeString(data.toString());
     }
   }
 

@@ -83,19 +83,15 @@ final class ReportCommand implements Callable<Integer> {
       List<Object> values =
           arguments.parse(report, parameters, open.servers().stream().findFirst());
       String base = report.name().equals(SUBNETS) ? open.configurationBase() : open.domainBase();
-      return new RowRun(surroundings, interruption, output)
-          .run(
-              selection.columns(),
-              false,
-              (listener, errors) ->
-                  source.report(
-                      report,
-                      open.settings(),
-                      base,
-                      selection.requested(),
-                      listener,
-                      values,
-                      errors));
+      return RowRun.run(
+          surroundings,
+          interruption,
+          output,
+          selection.columns(),
+          false,
+          (listener, errors) ->
+              source.report(
+                  report, open.settings(), base, selection.requested(), listener, values, errors));
     }
   }
 

@@ -11,7 +11,7 @@ import java.util.List;
 import java.util.Locale;
 import java.util.Optional;
 
-/** Runs a report or search, writes its rows, and says how it went. */
+/** One run of a report or search: writes its rows, and says how it went. */
 final class RowRun {
   private static final long SECONDS_FOR_A_ROW = 30;
   private static final long SECONDS_WHEN_STUCK = 1;
@@ -20,17 +20,53 @@ final class RowRun {
   private final Interruption interruption;
   private final OutputOptions options;
   private final PrintWriter messages;
+  private final boolean rowsOnTerminal;
+  private final OutputTarget target;
+  private final RowWriter writer;
+  private final RowStream stream;
+  private final NativeError errors = new NativeError();
+  private final long start;
+  private List<String> loggedFailures = List.of();
+  private Optional<Throwable> thrown = Optional.empty();
+  private Optional<Path> partial = Optional.empty();
 
   /** The native call that gives the rows. */
   interface Call {
     void run(NativeListener listener, NativeError errors);
   }
 
-  RowRun(Surroundings surroundings, Interruption interruption, OutputOptions options) {
+  private RowRun(
+      Surroundings surroundings,
+      Interruption interruption,
+      OutputOptions options,
+      List<String> columns)
+      throws IOException {
     this.surroundings = surroundings;
     this.interruption = interruption;
     this.options = options;
     this.messages = surroundings.messages();
+    this.start = surroundings.clock().millis();
+    this.rowsOnTerminal = surroundings.outputIsTerminal() && options.out == null;
+    ValueFormatter formatter = new ValueFormatter(options.raw, options.zone());
+    boolean showProgress = surroundings.messagesAreTerminal() && !rowsOnTerminal && !options.quiet;
+    this.target =
+        options.out == null
+            ? OutputTarget.standardOutput(surroundings.output())
+            : OutputTarget.file(options.out);
+    this.writer =
+        options.format.open(
+            target.writer(),
+            columns,
+            formatter,
+            rowsOnTerminal ? surroundings.columns() : 0,
+            surroundings.clock());
+    this.stream =
+        new RowStream(
+            writer,
+            options.mostRows(),
+            interruption,
+            new Progress(messages, showProgress, surroundings.clock()),
+            surroundings.clock());
   }
 
   /**
@@ -40,161 +76,144 @@ final class RowRun {
    * @param failuresAreLogged whether the call tells of its failures in the log alone
    * @return the exit code
    */
-  int run(List<String> columns, boolean failuresAreLogged, Call call) {
-    long limit = options.mostRows();
-    ValueFormatter formatter = new ValueFormatter(options.raw, options.zone());
-    boolean rowsOnTerminal = surroundings.outputIsTerminal() && options.out == null;
-    OutputTarget target;
-    RowWriter writer;
+  static int run(
+      Surroundings surroundings,
+      Interruption interruption,
+      OutputOptions options,
+      List<String> columns,
+      boolean failuresAreLogged,
+      Call call) {
+    RowRun run;
     try {
-      target =
-          options.out == null
-              ? OutputTarget.standardOutput(surroundings.output())
-              : OutputTarget.file(options.out);
-      int screenWidth = rowsOnTerminal ? surroundings.columns() : 0;
-      writer =
-          options.format.open(
-              target.writer(), columns, formatter, screenWidth, surroundings.clock());
+      run = new RowRun(surroundings, interruption, options, columns);
     } catch (IOException e) {
-      messages.println("error: " + options.out + " cannot be written: " + e.getMessage());
+      surroundings
+          .messages()
+          .println("error: " + options.out + " cannot be written: " + e.getMessage());
       return ExitCode.FAILED;
     }
-    boolean showProgress = surroundings.messagesAreTerminal() && !rowsOnTerminal && !options.quiet;
-    RowStream stream =
-        new RowStream(
-            writer,
-            limit,
-            interruption,
-            new Progress(messages, showProgress, surroundings.clock()),
-            surroundings.clock());
-    Outcome outcome = new Outcome(target, writer, stream, new NativeError());
-    long start = surroundings.clock().millis();
+    interruption.running(() -> run.end(SECONDS_WHEN_STUCK));
+    run.call(call, failuresAreLogged);
+    int code = run.end(SECONDS_FOR_A_ROW);
+    interruption.running(null);
+    return code;
+  }
+
+  private void call(Call call, boolean failuresAreLogged) {
     MessageLog log = new MessageLog(messages, options.logLevel());
     LogSink before = ADHandler.setLogSink(log);
-    interruption.running(() -> outcome.end(SECONDS_WHEN_STUCK, Optional.empty()));
-    Optional<Throwable> thrown = Optional.empty();
     try {
-      call.run(stream, outcome.errors);
+      call.run(stream, errors);
     } catch (RuntimeException | LinkageError e) {
       thrown = Optional.of(e);
     } finally {
       ADHandler.setLogSink(before);
     }
     if (failuresAreLogged) {
-      outcome.loggedFailures = log.failures();
+      loggedFailures = log.failures();
     }
-    int code = outcome.end(SECONDS_FOR_A_ROW, thrown);
-    interruption.running(null);
-    if (!options.quiet && code != ExitCode.FAILED) {
-      outcome.summarize(surroundings.clock().millis() - start, rowsOnTerminal);
+  }
+
+  // Runs on the thread of Ctrl-C when the call itself does not end; whoever comes second does
+  // nothing.
+  private int end(long seconds) {
+    boolean ended = stream.close(seconds, this::finishOutput);
+    int code = exitCode();
+    if (ended) {
+      tell();
+      if (!options.quiet && code != ExitCode.FAILED) {
+        summarize();
+      }
     }
     return code;
   }
 
-  // The end of a run: decides how it went, closes the output accordingly, and tells.
-  private final class Outcome {
-    private final OutputTarget target;
-    private final RowWriter writer;
-    private final RowStream stream;
-    private final NativeError errors;
-    private List<String> loggedFailures = List.of();
-    private Optional<Path> partial = Optional.empty();
-
-    Outcome(OutputTarget target, RowWriter writer, RowStream stream, NativeError errors) {
-      this.target = target;
-      this.writer = writer;
-      this.stream = stream;
-      this.errors = errors;
-    }
-
-    int end(long seconds, Optional<Throwable> thrown) {
-      int[] code = {ExitCode.PARTLY};
-      stream.close(
-          seconds,
-          () -> {
-            code[0] = exitCode(thrown);
-            switch (code[0]) {
-              case ExitCode.COMPLETE -> {
-                writer.end();
-                target.complete();
-              }
-              case ExitCode.FAILED -> target.discard();
-              default -> {
-                writer.end();
-                partial = target.keepPartly();
-              }
-            }
-          });
-      if (code[0] == ExitCode.COMPLETE && stream.failure().isPresent()) {
-        code[0] = stream.rows() > 0 ? ExitCode.PARTLY : ExitCode.FAILED;
+  private void finishOutput() throws IOException {
+    try {
+      switch (exitCode()) {
+        case ExitCode.COMPLETE -> {
+          writer.end();
+          target.complete();
+        }
+        case ExitCode.FAILED -> target.discard();
+        default -> {
+          writer.end();
+          partial = target.keepPartly();
+        }
       }
-      tell(thrown);
-      return code[0];
+    } catch (IOException e) {
+      target.discard();
+      throw e;
     }
+  }
 
-    private int exitCode(Optional<Throwable> thrown) {
-      boolean severe =
-          thrown.isPresent()
-              || stream.failure().isPresent()
-              || !loggedFailures.isEmpty()
-              || errors.entries().stream().anyMatch(NativeError.Entry::isSevere);
-      if (severe) {
-        return stream.rows() > 0 ? ExitCode.PARTLY : ExitCode.FAILED;
-      }
-      return interruption.isRequested() || !errors.isEmpty() ? ExitCode.PARTLY : ExitCode.COMPLETE;
+  private int exitCode() {
+    boolean outputFailed = stream.failure().isPresent();
+    boolean rowsAreLost = stream.rows() == 0 || outputFailed && options.out != null;
+    if (outputFailed
+        || thrown.isPresent()
+        || !loggedFailures.isEmpty()
+        || errors.entries().stream().anyMatch(NativeError.Entry::isSevere)) {
+      return rowsAreLost ? ExitCode.FAILED : ExitCode.PARTLY;
     }
+    return interruption.isRequested() || !errors.isEmpty() ? ExitCode.PARTLY : ExitCode.COMPLETE;
+  }
 
-    private void tell(Optional<Throwable> thrown) {
-      ErrorTexts texts = new ErrorTexts();
-      errors.entries().forEach(entry -> messages.println(texts.describe(entry)));
-      loggedFailures.forEach(line -> messages.println(texts.describeLogged(line)));
-      thrown.ifPresent(e -> messages.println("error: " + describe(e)));
-      stream
-          .failure()
-          .filter(e -> !isReaderGone(e))
-          .ifPresent(e -> messages.println("error: the rows cannot be written: " + describe(e)));
-    }
+  private void tell() {
+    ErrorTexts texts = new ErrorTexts();
+    errors.entries().forEach(entry -> messages.println(texts.describe(entry)));
+    loggedFailures.forEach(line -> messages.println(texts.describeLogged(line)));
+    thrown.ifPresent(e -> messages.println("error: " + describe(e)));
+    stream
+        .failure()
+        .filter(e -> !isReaderGone(e))
+        .ifPresent(e -> messages.println("error: the rows cannot be written: " + describe(e)));
+  }
 
-    private String describe(Throwable e) {
-      return e instanceof LinkageError || e instanceof IOException
-          ? String.valueOf(e.getMessage())
-          : e.toString();
-    }
+  private static String describe(Throwable e) {
+    return e instanceof LinkageError || e instanceof IOException
+        ? String.valueOf(e.getMessage())
+        : e.toString();
+  }
 
-    // "zorvan ... | head" is no error.
-    private boolean isReaderGone(Exception e) {
-      return options.out == null
-          && e instanceof IOException
-          && String.valueOf(e.getMessage()).toLowerCase(Locale.ROOT).contains("pipe");
-    }
+  // "zorvan ... | head" is no error.
+  private boolean isReaderGone(Exception e) {
+    return options.out == null
+        && e instanceof IOException
+        && String.valueOf(e.getMessage()).toLowerCase(Locale.ROOT).contains("pipe");
+  }
 
-    void summarize(long milliseconds, boolean rowsOnTerminal) {
-      boolean wanted =
-          surroundings.messagesAreTerminal()
-              || options.format == OutputFormat.TABLE
-              || options.out != null
-              || interruption.isRequested();
-      if (!wanted) {
-        return;
-      }
-      String count =
-          String.format(
-              Locale.ROOT,
-              "%,d %s in %.1f s",
-              stream.rows(),
-              stream.rows() == 1 ? "row" : "rows",
-              milliseconds / 1000.0);
-      String place =
-          partial
-              .map(file -> ", kept in " + file)
-              .orElse(options.out == null ? "" : ", written to " + options.out);
-      String early =
-          interruption.isRequested()
-              ? "; ended by Ctrl-C, there may be more"
-              : partial.isPresent() ? "; there may be more" : "";
-      String limited =
-          options.limit != null && stream.rows() == options.limit ? " (the limit)" : "";
-      messages.println((rowsOnTerminal ? "\n" : "") + count + limited + place + early);
+  private void summarize() {
+    boolean wanted =
+        surroundings.messagesAreTerminal()
+            || options.format == OutputFormat.TABLE
+            || options.out != null
+            || interruption.isRequested();
+    if (wanted) {
+      messages.println((rowsOnTerminal ? "\n" : "") + count() + place() + howItEnded());
     }
+  }
+
+  private String count() {
+    double seconds = (surroundings.clock().millis() - start) / 1000.0;
+    String unit = stream.rows() == 1 ? "row" : "rows";
+    return String.format(Locale.ROOT, "%,d %s in %.1f s", stream.rows(), unit, seconds);
+  }
+
+  private String place() {
+    if (partial.isPresent()) {
+      return ", kept in " + partial.get();
+    }
+    return options.out == null ? "" : ", written to " + options.out;
+  }
+
+  private String howItEnded() {
+    if (interruption.isRequested()) {
+      return "; ended by Ctrl-C, there may be more";
+    }
+    if (exitCode() == ExitCode.PARTLY) {
+      return "; there may be more";
+    }
+    return options.limit != null && stream.rows() == options.limit ? " (as many as asked for)" : "";
   }
 }

@@ -47,12 +47,12 @@ final class RowStream implements NativeListener {
         return;
       }
       writer.write(row);
-      rows++;
       long now = clock.millis();
-      if (rows == 1 || now - lastFlush >= FLUSH_MILLISECONDS) {
+      if (rows == 0 || now - lastFlush >= FLUSH_MILLISECONDS) {
         writer.flush();
         lastFlush = now;
       }
+      rows++;
       progress.show(rows);
     } catch (IOException | RuntimeException e) {
       failure = e;

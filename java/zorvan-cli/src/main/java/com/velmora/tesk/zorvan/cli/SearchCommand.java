@@ -47,18 +47,20 @@ final class SearchCommand implements Callable<Integer> {
     output.mostRows();
     output.zone();
     try (Connection open = connection.open(surroundings)) {
-      return new RowRun(surroundings, interruption, output)
-          .run(
-              selection.columns(),
-              true,
-              (listener, errors) ->
-                  source.search(
-                      open.settings(),
-                      open.domainBase(),
-                      filter,
-                      selection.requested(),
-                      listener,
-                      errors));
+      return RowRun.run(
+          surroundings,
+          interruption,
+          output,
+          selection.columns(),
+          true,
+          (listener, errors) ->
+              source.search(
+                  open.settings(),
+                  open.domainBase(),
+                  filter,
+                  selection.requested(),
+                  listener,
+                  errors));
     }
   }
 }
