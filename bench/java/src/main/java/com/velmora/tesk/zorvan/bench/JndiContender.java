@@ -69,9 +69,7 @@ final class JndiContender implements Contender {
     byte[] cookie = null;
     do {
       context.setRequestControls(
-          new Control[] {
-            new PagedResultsControl(Search.PAGE_SIZE, cookie, Control.CRITICAL)
-          });
+          new Control[] {new PagedResultsControl(Search.PAGE_SIZE, cookie, Control.CRITICAL)});
       NamingEnumeration<SearchResult> page =
           context.search(search.baseDn(), search.filter(), controls);
       context.setRequestControls(null);
@@ -115,7 +113,6 @@ final class JndiContender implements Contender {
   private static String readCommonName(LdapContext context, String distinguishedName)
       throws NamingException {
     String[] names = Search.LINK_ATTRIBUTES.toArray(String[]::new);
-    return (String)
-        context.getAttributes(new LdapName(distinguishedName), names).get("cn").get();
+    return (String) context.getAttributes(new LdapName(distinguishedName), names).get("cn").get();
   }
 }

@@ -48,8 +48,7 @@ final class SdkContender implements Contender {
     return new GSSAPIBindRequest(properties);
   }
 
-  private void readAll(LDAPConnection connection, Search search, Tally tally)
-      throws LDAPException {
+  private void readAll(LDAPConnection connection, Search search, Tally tally) throws LDAPException {
     LinkReader links = new LinkReader(name -> readCommonName(connection, name), remembersLinks);
     // Rows that look names up are collected page by page: the listener runs on the thread that
     // reads the connection, which must not wait for another answer.

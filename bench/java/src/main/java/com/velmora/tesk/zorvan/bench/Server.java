@@ -8,7 +8,12 @@ import java.util.Properties;
 
 /** The directory server that is searched, and the account that searches it. */
 record Server(
-    String host, String realm, String dnsDomain, String user, String password, String simpleBindDn) {
+    String host,
+    String realm,
+    String dnsDomain,
+    String user,
+    String password,
+    String simpleBindDn) {
 
   static final int PORT = 389;
 
