@@ -78,7 +78,7 @@ def all_rows_table(runs):
         ])
     header = [
         "", "rows/s", "lowest to highest", "CPU per row, µs", "first row, ms", "peak memory, MiB",
-        "CPU per row of a new process, µs", "its first row, ms", "library's rows/s, times", "library's CPU, times",
+        "CPU per row of a new process, µs", "its first row, ms", "library's rows/s ÷ its", "library's CPU ÷ its",
     ]
     return table(header, rows)
 
@@ -88,7 +88,7 @@ def memory_table(runs):
     for contender in contenders(runs):
         part, everything = (searches(runs, contender, name) for name in ("part", "all"))
         small, large = (median([s["peakKib"] for s in found]) / 1024 for found in (part, everything))
-        rows.append([NAMES[contender], f"{small:.1f}", f"{large:.1f}", f"{(large / small - 1) * 100:+.1f} %"])
+        rows.append([NAMES[contender], f"{small:.1f}", f"{large:.1f}", f"{growth(runs, contender) * 100:+.1f} %"])
     header = ["", *(f"{found[0]['rows']:,} rows, MiB" for found in (part, everything)), "growth"]
     return table(header, rows)
 
@@ -102,6 +102,32 @@ def links_table(runs):
         name = ONE_BY_ONE.get(contender, NAMES[contender])
         rows.append([name, f"{f.speed:,.0f}", f"{f.links:,}", f"{f.seconds:.2f}", f"{f.cpu:.1f}", faster])
     return table(["", "rows/s", "names resolved", "seconds", "CPU per row, µs", "library faster, times"], rows)
+
+
+# ---- The goals ----
+
+
+def growth(runs, contender):
+    small, large = (median([s["peakKib"] for s in searches(runs, contender, name)]) for name in ("part", "all"))
+    return large / small - 1
+
+
+def goals_table(slapd, domain):
+    mine, jndi = (Figures(slapd["allRows"], contender) for contender in ("library", "jndi"))
+    more = growth(slapd["memory"], "library")
+    goals = [
+        ("rows/s from slapd, times those of JNDI", ">= 1.5", ratio(mine.speed, jndi.speed), mine.speed >= 1.5 * jndi.speed),
+        ("CPU per row, times that of JNDI", "< 1", ratio(mine.cpu, jndi.cpu), mine.cpu < jndi.cpu),
+        ("peak memory, all rows against a tenth of them", "<= +5 %", f"{more * 100:+.1f} %", more <= 0.05),
+    ]
+    for name, results in (("slapd", slapd), ("the domain", domain)):
+        if results:
+            own = Figures(results["links"], "library").seconds
+            best = min(Figures(results["links"], contender).seconds for contender in ONE_BY_ONE)
+            text = f"linked objects from {name}, times faster than one by one"
+            goals.append((text, ">= 10", f"{best / own:.1f}", best >= 10 * own))
+    rows = [[text, wanted, measured, "yes" if reached else "**no**"] for text, wanted, measured, reached in goals]
+    return table(["goal", "wanted", "measured", "reached"], rows)
 
 
 # ---- The machine ----
@@ -129,7 +155,7 @@ def machine():
     sdk = field(f"{sys.path[0]}/java/pom.xml", r"<artifactId>unboundid-ldapsdk</artifactId>\s*<version>(.*)</version>")[0]
     return "\n".join([
         f"- {len(processors)} cores of {processors[0].strip()}, {gigabytes:.0f} GiB; the servers share them with the clients",
-        f"- {system}, Linux {platform.release().split("-")[0]}",
+        f"- {system}, Linux {platform.release().split('-')[0]}",
         f"- OpenLDAP {package('slapd')}, Samba {package('samba')}, MIT Kerberos {package('libgssapi-krb5-2')}",
         f"- OpenJDK {java}, UnboundID LDAP SDK {sdk}",
     ])
@@ -146,6 +172,7 @@ def main():
         "# What a search costs",
         "Written by `make bench`; [README.md](README.md) says what is measured and how to read it.",
         machine(),
+        *(["## Goals", goals_table(slapd, (results[1:] or [None])[0])] if "library" in contenders(slapd["allRows"]) else []),
         f"## slapd, {people:,} people, 15 attributes",
         all_rows_table(slapd["allRows"]),
         "### Peak memory by number of rows",
