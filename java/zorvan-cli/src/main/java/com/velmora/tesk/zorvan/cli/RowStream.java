@@ -24,7 +24,7 @@ final class RowStream implements NativeListener {
   private final ReentrantLock lock = new ReentrantLock();
   private volatile long rows;
   private volatile Exception failure;
-  private long lastFlush = Long.MIN_VALUE;
+  private long lastFlush;
   private boolean closed;
 
   /**
