@@ -1,6 +1,7 @@
 #include "bridge/row_writer.h"
 
 #include <array>
+#include <new>
 
 #include "bridge/marshalling.h"
 
@@ -122,15 +123,18 @@ LocalRef<jobject> RowWriter::ReadValue(const Row& row, std::size_t& position) {
   }
 }
 
+bool RowWriter::MakeRoomForKeys() {
+  const jint references = static_cast<jint>(keys_.size()) + kReferencesOfARow;
+  if (java_.env()->EnsureLocalCapacity(references) != JNI_OK) return java_.Check();
+  keyStrings_.resize(keys_.size(), nullptr);
+  return true;
+}
+
 jstring RowWriter::KeyString(call::KeyId key) {
   if (key < keyStrings_.size() && keyStrings_[key] != nullptr) return keyStrings_[key];
   JNIEnv* env = java_.env();
   if (java_.Failed()) return nullptr;
-  if (key >= keyStrings_.size()) keyStrings_.resize(keys_.size(), nullptr);
-  if (env->EnsureLocalCapacity(kReferencesOfARow) != JNI_OK) {
-    java_.Check();
-    return nullptr;
-  }
+  if (key >= keyStrings_.size()) MakeRoomForKeys();
   const std::u16string_view name = keys_.NameOf(key);
   keyStrings_[key] =
       env->NewString(reinterpret_cast<const jchar*>(name.data()), static_cast<jsize>(name.size()));

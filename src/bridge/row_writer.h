@@ -35,6 +35,7 @@ class RowWriter {
   LocalRef<jobject> ReadList(const call::Row& row, std::size_t& position);
   LocalRef<jobject> ReadValue(const call::Row& row, std::size_t& position);
   LocalRef<jobject> NewList(const call::Row& row, std::size_t position);
+  void MakeRoomForKeys();
   jstring KeyString(call::KeyId key);
 
   JavaCall& java_;

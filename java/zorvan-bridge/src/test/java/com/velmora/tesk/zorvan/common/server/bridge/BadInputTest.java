@@ -27,9 +27,7 @@ class BadInputTest {
   @Test
   void nullSettingsAreAnErrorWithoutAName() {
     assertNull(
-        domain
-            .handler()
-            .GetUsers(null, "DC=canned", names("cn"), domain.listener, domain.errors));
+        domain.handler().GetUsers(null, "DC=canned", names("cn"), domain.listener, domain.errors));
     assertTrue(domain.logged("No domain settings were passed"));
     NativeError.Entry entry = domain.errors.entries().get(0);
     assertEquals(
@@ -76,9 +74,7 @@ class BadInputTest {
     Properties settings = new Properties(defaults);
     settings.putAll(domain.settings);
     settings.remove(DomainSettings.USER_NAME);
-    domain
-        .handler()
-        .GetUsers(settings, "DC=canned", names("cn"), domain.listener, domain.errors);
+    domain.handler().GetUsers(settings, "DC=canned", names("cn"), domain.listener, domain.errors);
     assertEquals(List.of(WRONG_PASSWORD), domain.errorKeys());
   }
 
@@ -156,9 +152,7 @@ class BadInputTest {
 
   @Test
   void nullAttributesBaseAndFilterAreTakenAsEmpty() {
-    domain
-        .handler()
-        .GetObjects(domain.settings, null, null, null, domain.listener, domain.errors);
+    domain.handler().GetObjects(domain.settings, null, null, null, domain.listener, domain.errors);
     assertTrue(domain.logged("No list of attributes was passed"));
     assertTrue(domain.logged("Total Count of Attributes : 0"));
     assertEquals(3, domain.rows.size(), "rows");
@@ -189,7 +183,6 @@ class BadInputTest {
     assertNull(domain.search(filter, "cn"));
     assertTrue(domain.logged("The call ended in an exception", what), "log line");
     assertEquals(
-        List.of(new NativeError.Entry("", "SEVERE", code, PROBLEM, null)),
-        domain.errors.entries());
+        List.of(new NativeError.Entry("", "SEVERE", code, PROBLEM, null)), domain.errors.entries());
   }
 }

@@ -77,8 +77,7 @@ final class CannedDomain {
   }
 
   Object search(String filter, String... attributes) {
-    return handler()
-        .GetObjects(settings, "DC=canned", filter, names(attributes), listener, errors);
+    return handler().GetObjects(settings, "DC=canned", filter, names(attributes), listener, errors);
   }
 
   static ArrayList<String> names(String... names) {

@@ -49,8 +49,8 @@ import org.junit.jupiter.api.extension.ReflectiveInvocationContext;
       run(method, context);
     }
 
-    private static void run(ReflectiveInvocationContext<Method> invocation, ExtensionContext context)
-        throws Throwable {
+    private static void run(
+        ReflectiveInvocationContext<Method> invocation, ExtensionContext context) throws Throwable {
       Class<?> testClass = context.getRequiredTestClass();
       BridgeLoader loader =
           context

@@ -14,8 +14,8 @@ public final class MissingClassProgram {
   /**
    * Prints what the library prints, then a line with what a call brings.
    *
-   * @param arguments the full name of a class to hide and the name of a member to rename, each may be
-   *     empty
+   * @param arguments the full name of a class to hide and the name of a member to rename, each may
+   *     be empty
    */
   public static void main(String[] arguments) throws ReflectiveOperationException {
     BridgeLoader loader = new BridgeLoader(Set.of(arguments[0])).renaming(arguments[1]);

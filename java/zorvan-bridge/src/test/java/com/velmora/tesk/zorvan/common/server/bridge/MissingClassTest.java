@@ -12,7 +12,9 @@ import java.util.stream.Collectors;
 import java.util.stream.Stream;
 import org.junit.jupiter.api.Test;
 
-/** What is printed when the Java side lacks a class or member, and whether calls go on without it. */
+/**
+ * What is printed when the Java side lacks a class or member, and whether calls go on without it.
+ */
 class MissingClassTest {
   private static final String PACKAGE = "com.velmora.tesk.zorvan.common.server.";
   private static final String LOG_LINES = "log lines: ";

@@ -52,6 +52,7 @@ class RowsTest {
     }
     domain.search("rows=2", attributes.toArray(String[]::new));
     for (Properties row : domain.rows) {
+      assertEquals(103, row.size(), "keys");
       List<?> urls = (List<?>) row.get("url");
       assertEquals(2500, urls.size());
       assertEquals("https://example.com/2499", urls.get(2499));
@@ -130,7 +131,8 @@ class RowsTest {
     String container = "OU=Zo\u00EB \uD83D\uDE00" + "x".repeat(100) + ",DC=canned";
     domain
         .handler()
-        .GetObjects(domain.settings, container, "(cn=\u00E9)", null, domain.listener, domain.errors);
+        .GetObjects(
+            domain.settings, container, "(cn=\u00E9)", null, domain.listener, domain.errors);
     assertTrue(domain.logged(container));
     assertTrue(domain.logged("Search String is : (cn=\u00E9)"));
     assertTrue(!domain.logged("secret"), "the password is in the log");

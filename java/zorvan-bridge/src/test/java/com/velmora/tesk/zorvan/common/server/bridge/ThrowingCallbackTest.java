@@ -18,7 +18,10 @@ import org.junit.jupiter.api.function.Executable;
 import org.junit.jupiter.params.ParameterizedTest;
 import org.junit.jupiter.params.provider.ValueSource;
 
-/** Whatever Java code throws while the library calls it reaches the caller, and nothing is called after it. */
+/**
+ * Whatever Java code throws while the library calls it reaches the caller, and nothing is called
+ * after it.
+ */
 @InBridgeLoader
 class ThrowingCallbackTest {
   private final CannedDomain domain = new CannedDomain();
@@ -161,8 +164,7 @@ class ThrowingCallbackTest {
         };
     settings.putAll(domain.settings);
     ADHandler handler = domain.handler();
-    assertThrown(
-        () -> handler.GetUsers(settings, "", names("cn"), domain.listener, domain.errors));
+    assertThrown(() -> handler.GetUsers(settings, "", names("cn"), domain.listener, domain.errors));
     assertThrown(() -> handler.GetUsers(domain.settings, "", list, domain.listener, domain.errors));
     domain.settings.put(DomainSettings.DOMAIN_CONTROLLER_LIST, list);
     assertThrown(
