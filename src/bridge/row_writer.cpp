@@ -123,11 +123,13 @@ LocalRef<jobject> RowWriter::ReadValue(const Row& row, std::size_t& position) {
   }
 }
 
-bool RowWriter::MakeRoomForKeys() {
+void RowWriter::MakeRoomForKeys() {
   const jint references = static_cast<jint>(keys_.size()) + kReferencesOfARow;
-  if (java_.env()->EnsureLocalCapacity(references) != JNI_OK) return java_.Check();
+  if (java_.env()->EnsureLocalCapacity(references) != JNI_OK) {
+    java_.Check();
+    throw std::bad_alloc();
+  }
   keyStrings_.resize(keys_.size(), nullptr);
-  return true;
 }
 
 jstring RowWriter::KeyString(call::KeyId key) {
