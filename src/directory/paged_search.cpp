@@ -89,7 +89,10 @@ SearchOutcome StreamRows(NativeHandler& handler, DirectorySearch& search,
   while (!completed) {
     outcome.result = search.GetNextRow();
     if (outcome.result != platform::kOk) break;
-    if (selection.keep && !selection.keep(search)) continue;
+    if (selection.keep && !selection.keep(search)) {
+      completed = listener.IsCompleted();
+      continue;
+    }
     LogRowName(handler, search);
     builder.getJNIColumnValues(search, row);
     listener.AddRow(row);
