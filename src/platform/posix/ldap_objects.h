@@ -15,7 +15,8 @@ namespace zorvan::platform::posix {
 // The request that reads the named attributes (all of them when there are none) of an object.
 SearchRequest ObjectRequest(const LdapTarget& target, std::span<const std::u16string_view> names);
 
-// Moves an entry's attributes into a set. The distinguished name is put in when it is among the names.
+// Moves an entry's attributes into a set. The distinguished name is put in when it is among the
+// names.
 void FillAttributeSet(LdapConnection& connection, LDAPMessage* entry,
                       std::span<const std::u16string_view> names, AttributeSet& attributes);
 

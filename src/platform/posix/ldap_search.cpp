@@ -93,7 +93,8 @@ HResult LdapSearch::GetNextRow() {
   return kOk;
 }
 
-// Callers go through their columns in the same order for every row, so the next one is the first guess.
+// Callers go through their columns in the same order for every row, so the next one is the first
+// guess.
 LdapSearch::Requested& LdapSearch::RequestedColumn(std::u16string_view name) {
   for (std::size_t step = 1; step <= requested_.size(); ++step) {
     const std::size_t index = (lastRequested_ + step) % requested_.size();

@@ -28,7 +28,8 @@ struct LdapTarget {
   std::shared_ptr<DirectoryContext> context;
 };
 
-// The names that can be asked for. A server would take the rest for a mistake of protocol, or for another name.
+// The names that can be asked for. A server would take the rest for a mistake of protocol, or for
+// another name.
 bool IsAttributeName(std::string_view name);
 
 class LdapSearch final : public DirectorySearch {

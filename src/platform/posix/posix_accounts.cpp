@@ -7,8 +7,9 @@
 namespace zorvan::platform::posix {
 namespace {
 
-constexpr Win32Code kUserNotFound = 2221;   // NERR_UserNotFound
+constexpr Win32Code kUserNotFound = 2221;  // NERR_UserNotFound
 constexpr Win32Code kInvalidParameter = 87;
+constexpr Win32Code kInvalidData = 13;
 constexpr std::u16string_view kUserParameters[] = {u"userParameters"};
 
 // The Win32 code inside an HResult; one from another facility passes as it is.
@@ -53,10 +54,8 @@ Win32Code PosixAccounts::ReadUser(std::u16string_view path, const Credentials& c
   if (Failed(result)) return Win32Of(result);
 
   Column column;
-  if (Succeeded(search->GetColumn(kUserParameters[0], column)) && !column.values.empty()) {
-    lastSettings_.Decode(column.values.front().text);
-  }
-  return 0;
+  if (Failed(search->GetColumn(kUserParameters[0], column)) || column.values.empty()) return 0;
+  return lastSettings_.Decode(column.values.front().text) ? 0 : kInvalidData;
 }
 
 }  // namespace zorvan::platform::posix

@@ -14,7 +14,8 @@ class PosixAccounts final : public Accounts {
  public:
   explicit PosixAccounts(Directory& directory) : directory_(directory) {}
 
-  // NERR_UserNotFound when the domain has no such user. A user is read once for as many settings as are asked in a row.
+  // NERR_UserNotFound when the domain has no such user, ERROR_INVALID_DATA when the user's settings
+  // are damaged. A user is read once for as many settings as are asked in a row.
   Win32Code QueryUserConfig(std::u16string_view serverName, std::u16string_view namingContext,
                             const Credentials& credentials, std::u16string_view userName,
                             TerminalServicesClass setting, TerminalServicesValue& value) override;

@@ -1,8 +1,9 @@
 // The directory port over LDAP.
 //
-// Connections are kept for the life of the Directory (one call) and shared by everything that is opened with the same server, port,
-// identity and encryption. A server that refused or did not answer is not asked again: its first answer is repeated, so that a
-// password that was refused is not counted twice and a dead server is waited for once.
+// Connections are kept for the life of the Directory (one call) and shared by everything that is
+// opened with the same server, port, identity and encryption. A server that refused or did not
+// answer is not asked again: its first answer is repeated, so that a password that was refused is
+// not counted twice and a dead server is waited for once.
 #pragma once
 
 #include <list>
@@ -26,8 +27,7 @@ class PosixDirectory final : public Directory {
   HResult OpenObject(std::u16string_view path, const Credentials& credentials, std::uint32_t flags,
                      std::unique_ptr<DirectoryObject>& object) override;
   HResult OpenPropertyObject(std::u16string_view path, const Credentials& credentials,
-                             std::uint32_t flags,
-                             std::unique_ptr<PropertyObject>& object) override;
+                             std::uint32_t flags, std::unique_ptr<PropertyObject>& object) override;
   void ReadObjects(std::span<const std::u16string> paths, const Credentials& credentials,
                    std::uint32_t flags, std::span<const std::u16string_view> attributes,
                    const std::function<void(std::size_t index, HResult result, AttributeSet& set)>&

@@ -181,9 +181,9 @@ Win32Code PosixSystem::LastError() {
     int error;
     Win32Code code;
   };
-  constexpr Row kCodes[] = {
-      {ENOENT, 2},  {EACCES, 5},   {EPERM, 5},        {EBADF, 6},        {ENOMEM, 8},
-      {EINVAL, 87}, {EEXIST, 183}, {ETIMEDOUT, 1460}, {ECONNREFUSED, 1225}};
+  constexpr Row kCodes[] = {{ENOENT, 2},   {EACCES, 5},       {EPERM, 5},
+                            {EBADF, 6},    {ENOMEM, 8},       {EINVAL, 87},
+                            {EEXIST, 183}, {ETIMEDOUT, 1460}, {ECONNREFUSED, 1225}};
   if (errno == 0) return 0;
   const auto* row = std::ranges::find(kCodes, errno, &Row::error);
   constexpr Win32Code kNothingKnown = 317;  // ERROR_MR_MID_NOT_FOUND

@@ -376,11 +376,13 @@ constexpr BuiltInAttribute kBuiltIn[] = {
     {"wWWHomePage", AdsType::kCaseIgnoreString},
 };
 
-constexpr char Lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; }
+constexpr char Lower(char c) {
+  return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;
+}
 
 constexpr bool LessIgnoringCase(std::string_view left, std::string_view right) {
-  return std::ranges::lexicographical_compare(
-      left, right, [](char a, char b) { return Lower(a) < Lower(b); });
+  return std::ranges::lexicographical_compare(left, right,
+                                              [](char a, char b) { return Lower(a) < Lower(b); });
 }
 
 static_assert(std::ranges::is_sorted(kBuiltIn, LessIgnoringCase, &BuiltInAttribute::name));
@@ -420,7 +422,8 @@ class Forest {
   std::shared_ptr<const SchemaTypes> Types(LdapConnection& connection, const std::string& needed) {
     const std::lock_guard lock(mutex_);
     const auto now = std::chrono::steady_clock::now();
-    const bool missing = types_ == nullptr || (!types_->contains(needed) && now - readAt_ > kMinimumAge);
+    const bool missing =
+        types_ == nullptr || (!types_->contains(needed) && now - readAt_ > kMinimumAge);
     if (missing) {
       auto types = std::make_shared<SchemaTypes>();
       if (Succeeded(ReadSchema(connection, *types))) {
@@ -432,7 +435,8 @@ class Forest {
   }
 
  private:
-  // A schema younger than this is not read again for the sake of an attribute that it does not have.
+  // A schema younger than this is not read again for the sake of an attribute that it does not
+  // have.
   static constexpr std::chrono::minutes kMinimumAge{5};
 
   std::mutex mutex_;
@@ -456,22 +460,22 @@ AdsType TypeOfSyntax(std::string_view attributeSyntax, std::span<const std::byte
   };
   static constexpr Row kSyntaxes[] = {
       {"2.5.5.1", AdsType::kDnString},
-      {"2.5.5.2", AdsType::kCaseIgnoreString},    // object identifier
+      {"2.5.5.2", AdsType::kCaseIgnoreString},  // object identifier
       {"2.5.5.3", AdsType::kCaseExactString},
-      {"2.5.5.4", AdsType::kCaseIgnoreString},    // teletex
-      {"2.5.5.5", AdsType::kPrintableString},     // printable and IA5
+      {"2.5.5.4", AdsType::kCaseIgnoreString},  // teletex
+      {"2.5.5.5", AdsType::kPrintableString},   // printable and IA5
       {"2.5.5.6", AdsType::kNumericString},
       {"2.5.5.7", AdsType::kDnWithBinary},
       {"2.5.5.8", AdsType::kBoolean},
-      {"2.5.5.9", AdsType::kInteger},             // integer and enumeration
+      {"2.5.5.9", AdsType::kInteger},  // integer and enumeration
       {"2.5.5.10", AdsType::kOctetString},
-      {"2.5.5.11", AdsType::kUtcTime},            // UTC and generalized time
-      {"2.5.5.12", AdsType::kCaseIgnoreString},   // Unicode
-      {"2.5.5.13", AdsType::kCaseIgnoreString},   // presentation address
+      {"2.5.5.11", AdsType::kUtcTime},           // UTC and generalized time
+      {"2.5.5.12", AdsType::kCaseIgnoreString},  // Unicode
+      {"2.5.5.13", AdsType::kCaseIgnoreString},  // presentation address
       {"2.5.5.14", AdsType::kDnWithString},
       {"2.5.5.15", AdsType::kNtSecurityDescriptor},
       {"2.5.5.16", AdsType::kLargeInteger},
-      {"2.5.5.17", AdsType::kOctetString},        // SID
+      {"2.5.5.17", AdsType::kOctetString},  // SID
   };
   if (std::ranges::equal(omObjectClass, kOrNameClass)) return AdsType::kDnString;
   if (std::ranges::equal(omObjectClass, kAccessPointClass)) return AdsType::kCaseIgnoreString;

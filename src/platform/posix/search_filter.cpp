@@ -14,9 +14,7 @@ bool IsBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 bool IsAlpha(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
 bool IsKeyChar(char c) { return IsAlpha(c) || IsDigit(c) || c == '-'; }
-bool IsHexDigit(char c) {
-  return IsDigit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
-}
+bool IsHexDigit(char c) { return IsDigit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F'); }
 
 std::string_view Trimmed(std::string_view text) {
   while (!text.empty() && IsBlank(text.front())) text.remove_prefix(1);
@@ -28,12 +26,12 @@ std::string_view Trimmed(std::string_view text) {
 bool IsObjectIdentifier(std::string_view text) {
   if (text.empty()) return false;
   if (IsAlpha(text.front())) return std::ranges::all_of(text, IsKeyChar);
-  return IsDigit(text.front()) && text.back() != '.' &&
-         text.find("..") == std::string_view::npos &&
+  return IsDigit(text.front()) && text.back() != '.' && text.find("..") == std::string_view::npos &&
          std::ranges::all_of(text, [](char c) { return IsDigit(c) || c == '.'; });
 }
 
-// A name or number with options: "member;range=0-9" cannot be asked for in a filter, "cn;lang-de" can.
+// A name or number with options: "member;range=0-9" cannot be asked for in a filter, "cn;lang-de"
+// can.
 bool IsAttributeDescription(std::string_view text) {
   const std::size_t semicolon = text.find(';');
   if (!IsObjectIdentifier(text.substr(0, semicolon))) return false;
@@ -45,7 +43,14 @@ bool IsAttributeDescription(std::string_view text) {
   return true;
 }
 
-// Recursive descent over the UTF-8 text; each Parse function appends what it recognised and returns false when it cannot go on.
+// ":dn" in any case is a flag of an extensible match, not the name of a rule.
+bool StartsWithDnFlag(std::string_view text) {
+  return text.size() >= 2 && (text[0] == 'd' || text[0] == 'D') &&
+         (text[1] == 'n' || text[1] == 'N') && (text.size() == 2 || text[2] == ':');
+}
+
+// Recursive descent over the UTF-8 text; each Parse function appends what it recognised and returns
+// false when it cannot go on.
 class FilterParser {
  public:
   FilterParser(std::string_view text, std::string& out) : text_(text), out_(out) {}
@@ -65,6 +70,7 @@ class FilterParser {
       SkipBlanks();
     }
     if (count > 1) {
+      if (deepest_ == kMaxFilterDepth) return false;
       out_.insert(start, "(&");
       out_ += ')';
     }
@@ -83,14 +89,21 @@ class FilterParser {
     while (!AtEnd() && IsBlank(Peek())) ++at_;
   }
 
+  // What comes out may be nested only so deep; each list, negation and item is one level, and so
+  // are parentheses for nothing.
+  bool Enter() {
+    deepest_ = std::max(deepest_, ++depth_);
+    return depth_ <= kMaxFilterDepth;
+  }
+  bool Leave(bool parsed) {
+    --depth_;
+    return parsed;
+  }
+
   bool ParseParenthesized() {
-    if (depth_ == kMaxFilterDepth) return false;
-    ++depth_;
     ++at_;
     SkipBlanks();
-    const bool parsed = !AtEnd() && ParseContent();
-    --depth_;
-    if (!parsed) return false;
+    if (AtEnd() || !ParseContent()) return false;
     SkipBlanks();
     return Next(')');
   }
@@ -99,13 +112,13 @@ class FilterParser {
     switch (Peek()) {
       case '&':
       case '|':
-        return ParseList();
+        return Leave(Enter() && ParseList());
       case '!':
-        return ParseNot();
+        return Leave(Enter() && ParseNot());
       case '(':
-        return ParseParenthesized();
+        return Leave(Enter() && ParseParenthesized());
       default:
-        return ParseItem();
+        return Leave(Enter() && ParseItem());
     }
   }
 
@@ -115,7 +128,7 @@ class FilterParser {
     SkipBlanks();
     int count = 0;
     for (; !AtEnd() && Peek() != ')'; SkipBlanks(), ++count) {
-      if (Peek() == '(' ? !ParseParenthesized() : !ParseItem()) return false;
+      if (Peek() == '(' ? !ParseParenthesized() : !Leave(Enter() && ParseItem())) return false;
     }
     out_ += ')';
     return count > 0;
@@ -125,12 +138,9 @@ class FilterParser {
     out_ += "(!";
     ++at_;
     SkipBlanks();
-    if (AtEnd() || depth_ == kMaxFilterDepth) return false;
-    ++depth_;
-    const bool parsed = ParseContent();
-    --depth_;
+    if (AtEnd() || !(Peek() == '(' ? ParseParenthesized() : ParseContent())) return false;
     out_ += ')';
-    return parsed;
+    return true;
   }
 
   // attribute, operator, value, up to a parenthesis or the end.
@@ -147,7 +157,7 @@ class FilterParser {
       parsed = WriteExtensible(left) && ParseValue(false);
     } else if (kind == '<' || kind == '>' || kind == '~') {
       left.remove_suffix(1);
-      parsed = WriteAttribute(left, std::string_view(&text_[equals - 1], 2)) && ParseValue(false);
+      parsed = WriteAttribute(left, text_.substr(equals - 1, 2)) && ParseValue(false);
     } else {
       parsed = WriteAttribute(left, "=") && ParseValue(true);
     }
@@ -173,7 +183,7 @@ class FilterParser {
     out_ += attribute;
     if (colon != std::string_view::npos) {
       std::string_view rest = Trimmed(left.substr(colon + 1));
-      if (rest == "dn" || rest == "DN" || rest.starts_with("dn:") || rest.starts_with("DN:")) {
+      if (StartsWithDnFlag(rest)) {
         out_ += ":dn";
         rest.remove_prefix(std::min<std::size_t>(rest.size(), 3));
       } else if (rest.empty()) {
@@ -235,6 +245,7 @@ class FilterParser {
   std::string& out_;
   std::size_t at_ = 0;
   int depth_ = 0;
+  int deepest_ = 0;
 };
 
 }  // namespace
@@ -251,12 +262,23 @@ std::u16string EscapeFilterValue(std::u16string_view text) {
   out.reserve(text.size());
   for (char16_t unit : text) {
     switch (unit) {
-      case u'\0': out += u"\\00"; break;
-      case u'(': out += u"\\28"; break;
-      case u')': out += u"\\29"; break;
-      case u'*': out += u"\\2a"; break;
-      case u'\\': out += u"\\5c"; break;
-      default: out += unit;
+      case u'\0':
+        out += u"\\00";
+        break;
+      case u'(':
+        out += u"\\28";
+        break;
+      case u')':
+        out += u"\\29";
+        break;
+      case u'*':
+        out += u"\\2a";
+        break;
+      case u'\\':
+        out += u"\\5c";
+        break;
+      default:
+        out += unit;
     }
   }
   return out;

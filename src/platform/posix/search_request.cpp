@@ -12,7 +12,8 @@ namespace {
 
 constexpr char kShowDeleted[] = "1.2.840.113556.1.4.417";
 constexpr char kSecurityDescriptorFlags[] = "1.2.840.113556.1.4.801";
-// Owner, group and DACL, as BER: who may not read the SACL would get no descriptor at all when it asks for everything.
+// Owner, group and DACL, as BER: who may not read the SACL would get no descriptor at all when it
+// asks for everything.
 constexpr char kWithoutSacl[] = {0x30, 0x03, 0x02, 0x01, 0x07};
 
 // How many entries of a reply without pages are held at a time.
@@ -42,9 +43,8 @@ class Controls {
       berval value{cookie.size(), const_cast<char*>(cookie.data())};
       LDAPControl* control = nullptr;
       // Not critical: a server that does not know pages shall answer in one piece.
-      const int result =
-          ldap_create_page_control(handle, static_cast<ber_int_t>(request.pageSize),
-                                   cookie.empty() ? nullptr : &value, 0, &control);
+      const int result = ldap_create_page_control(handle, static_cast<ber_int_t>(request.pageSize),
+                                                  cookie.empty() ? nullptr : &value, 0, &control);
       if (result != LDAP_SUCCESS) return HResultFromLdap(result, {});
       page_.reset(control);
       list_[count_++] = control;
@@ -88,10 +88,10 @@ HResult SendPage(LdapConnection& connection, const SearchRequest& request,
     attributes.push_back(const_cast<char*>(attribute.c_str()));
   }
   if (!attributes.empty()) attributes.push_back(nullptr);
-  const int result = ldap_search_ext(
-      connection.handle(), request.base.c_str(), LdapScope(request.scope), request.filter.c_str(),
-      attributes.empty() ? nullptr : attributes.data(), 0, controls.list(), nullptr, nullptr,
-      LDAP_NO_LIMIT, &messageId);
+  const int result =
+      ldap_search_ext(connection.handle(), request.base.c_str(), LdapScope(request.scope),
+                      request.filter.c_str(), attributes.empty() ? nullptr : attributes.data(), 0,
+                      controls.list(), nullptr, nullptr, LDAP_NO_LIMIT, &messageId);
   return result == LDAP_SUCCESS ? kOk : ResultOf(connection.handle(), nullptr, error);
 }
 
@@ -179,11 +179,11 @@ void PagedSearch::FillPage() {
   const std::size_t limit = request_.pageSize != 0 ? request_.pageSize : kPortion;
   held_.clear();
   next_ = 0;
-  // The result of a full page is waited for; a server that sends more entries than that does not know pages.
+  // The result of a full page is waited for; a server that sends more entries than that does not
+  // know pages.
   while (held_.size() <= limit) {
     Message message;
-    const HResult result =
-        AwaitOrAbandon(connection_, messageId_, LDAP_MSG_ONE, message, error_);
+    const HResult result = AwaitOrAbandon(connection_, messageId_, LDAP_MSG_ONE, message, error_);
     if (Failed(result)) {
       messageId_ = kNothingUnderWay;
       outcome_ = result;

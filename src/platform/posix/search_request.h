@@ -39,8 +39,8 @@ struct SearchRequest {
 HResult SendSearch(LdapConnection& connection, const SearchRequest& request, int& messageId,
                    ExtendedError& error);
 
-// Waits for the whole answer to a base search and gives the message chain, whose first entry is the object: kNoSuchObject when
-// there is none.
+// Waits for the whole answer to a base search and gives the message chain, whose first entry is the
+// object: kNoSuchObject when there is none.
 HResult AwaitEntry(LdapConnection& connection, int messageId, Message& chain, LDAPMessage*& entry,
                    ExtendedError& error);
 
@@ -48,9 +48,10 @@ HResult AwaitEntry(LdapConnection& connection, int messageId, Message& chain, LD
 HResult ReadEntry(LdapConnection& connection, const SearchRequest& request, Message& chain,
                   LDAPMessage*& entry, ExtendedError& error);
 
-// A search whose entries are stepped over one by one while at most one page of them is held. When a page is complete the next one
-// is requested before the first entry of this one is handed over, so that the server works while the caller does. A server that
-// does not know pages is read in portions of the same size.
+// A search whose entries are stepped over one by one while at most one page of them is held. When a
+// page is complete the next one is requested before the first entry of this one is handed over, so
+// that the server works while the caller does. A server that does not know pages is read in
+// portions of the same size.
 class PagedSearch {
  public:
   PagedSearch(LdapConnection& connection, SearchRequest request);
@@ -60,8 +61,8 @@ class PagedSearch {
 
   HResult Start(ExtendedError& error);
 
-  // kOk when current() is the next entry, kNoMoreRows, or the failure that ended the search. Entries that came before a failure
-  // are handed over first.
+  // kOk when current() is the next entry, kNoMoreRows, or the failure that ended the search.
+  // Entries that came before a failure are handed over first.
   HResult Next(ExtendedError& error);
   LDAPMessage* current() const { return current_.get(); }
 

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "platform/posix/unicode.h"
 #include "platform/text.h"
 
 namespace zorvan::platform::posix {
@@ -26,7 +25,8 @@ constexpr std::uint32_t kClientDrivesFlag = 0x00008000;
 constexpr std::uint32_t kClientPrintersFlag = 0x00004000;
 constexpr std::uint32_t kDefaultPrinterFlag = 0x00002000;
 
-// What holds for a user for whom nothing was set: the client names the program, may log on, and brings drives and printers.
+// What holds for a user for whom nothing was set: the client names the program, may log on, and
+// brings drives and printers.
 constexpr std::uint32_t kDefaultFlags =
     kInheritInitialProgramFlag | kClientDrivesFlag | kClientPrintersFlag | kDefaultPrinterFlag;
 constexpr std::uint32_t kShadowWithInputAndNotice = 1;
@@ -69,7 +69,8 @@ const Setting* FindSetting(TerminalServicesClass setting) {
   return found == std::end(kSettings) ? nullptr : found;
 }
 
-// ---- Values: bytes as hexadecimal digits, two digits (one byte) to a unit, the first digit in the unit's low half.
+// ---- Values: bytes as hexadecimal digits, two digits (one byte) to a unit, the first digit in the
+// unit's low half.
 
 char16_t Digit(unsigned nibble) {
   return static_cast<char16_t>(nibble < 10 ? '0' + nibble : 'a' + nibble - 10);
@@ -122,6 +123,40 @@ std::string BytesFromWide(std::u16string_view text) {
   return bytes;
 }
 
+// Text without the wide form is in the code page of the writer's system; where that was not
+// western, it cannot be known.
+constexpr char16_t kCodePage1252[] = {
+    0x20AC, 0x0081, 0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021, 0x02C6, 0x2030, 0x0160,
+    0x2039, 0x0152, 0x008D, 0x017D, 0x008F, 0x0090, 0x2018, 0x2019, 0x201C, 0x201D, 0x2022,
+    0x2013, 0x2014, 0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0x009D, 0x017E, 0x0178};
+
+std::u16string FromCodePage(std::string_view bytes) {
+  std::u16string text;
+  for (char c : bytes) {
+    const auto byte = static_cast<std::uint8_t>(c);
+    text += byte >= 0x80 && byte < 0xA0 ? kCodePage1252[byte - 0x80] : char16_t{byte};
+  }
+  return text;
+}
+
+// What the code page does not have becomes "?".
+std::string ToCodePage(std::u16string_view text) {
+  std::string bytes;
+  for (char16_t unit : text) {
+    const auto* special = std::ranges::find(kCodePage1252, unit);
+    if (special != std::end(kCodePage1252)) {
+      bytes += static_cast<char>(0x80 + (special - std::begin(kCodePage1252)));
+    } else {
+      bytes += unit < 0x80 || (unit >= 0xA0 && unit <= 0xFF) ? static_cast<char>(unit) : '?';
+    }
+  }
+  return bytes;
+}
+
+bool IsAscii(std::u16string_view text) {
+  return std::ranges::all_of(text, [](char16_t unit) { return unit < 0x80; });
+}
+
 // A property for text that the eight-bit one cannot hold.
 std::u16string WideName(std::u16string_view name) { return std::u16string(name) + u"W"; }
 
@@ -152,6 +187,7 @@ class UnitReader {
 bool TerminalServicesSettings::Decode(std::u16string_view userParameters) {
   properties_.clear();
   rest_.clear();
+  signed_ = false;
   reserved_ = userParameters.substr(0, kReservedUnits);
   UnitReader reader(userParameters.substr(reserved_.size()));
   char16_t signature = 0;
@@ -176,6 +212,7 @@ bool TerminalServicesSettings::Decode(std::u16string_view userParameters) {
     property.digits = digits;
     properties.push_back(std::move(property));
   }
+  signed_ = true;
   properties_ = std::move(properties);
   rest_ = reader.rest();
   return true;
@@ -183,7 +220,7 @@ bool TerminalServicesSettings::Decode(std::u16string_view userParameters) {
 
 std::u16string TerminalServicesSettings::Encode() const {
   std::u16string text = reserved_;
-  if (properties_.empty() && rest_.empty()) return text;
+  if (!signed_) return text;
   text.resize(kReservedUnits, u' ');
   text += kSignature;
   text += static_cast<char16_t>(properties_.size());
@@ -245,22 +282,21 @@ std::u16string TerminalServicesSettings::Text(std::u16string_view name) const {
   if (property == nullptr) return {};
   const std::optional<std::string> bytes = DecodeBytes(property->digits);
   if (!bytes) return {};
-  const std::u16string text = wide != nullptr ? WideFromBytes(*bytes) : ToUtf16(*bytes);
+  const std::u16string text = wide != nullptr ? WideFromBytes(*bytes) : FromCodePage(*bytes);
   return text.substr(0, text.find(u'\0'));
 }
 
 bool TerminalServicesSettings::SetText(std::u16string_view name, std::u16string_view value) {
   const std::u16string text = std::u16string(value.substr(0, value.find(u'\0'))) + u'\0';
-  const std::string narrow = ToUtf8(text);
   // Each byte takes two digits, and lengths are 16 bits.
-  if (text.size() * 4 > kMaxLength || narrow.size() * 2 > kMaxLength) return false;
-  const bool ascii = narrow.size() == text.size();
+  if (text.size() * 4 > kMaxLength) return false;
   const bool hadWide = Find(WideName(name)) != nullptr;
   Remove(WideName(name));
   Remove(name);
   if (text.size() == 1) return true;
-  FindOrAdd(name).digits = EncodeBytes(narrow);
-  if (!ascii || hadWide) FindOrAdd(WideName(name)).digits = EncodeBytes(BytesFromWide(text));
+  FindOrAdd(name).digits = EncodeBytes(ToCodePage(text));
+  if (!IsAscii(text) || hadWide)
+    FindOrAdd(WideName(name)).digits = EncodeBytes(BytesFromWide(text));
   return true;
 }
 
@@ -268,8 +304,7 @@ TerminalServicesValue TerminalServicesSettings::Get(TerminalServicesClass settin
   const Setting* found = FindSetting(setting);
   if (found == nullptr) return std::uint32_t{0};
   const bool present = ConfigurationPresent();
-  const std::uint32_t flags =
-      present ? Number(kFlagsName).value_or(kDefaultFlags) : kDefaultFlags;
+  const std::uint32_t flags = present ? Number(kFlagsName).value_or(kDefaultFlags) : kDefaultFlags;
   switch (found->kind) {
     case Kind::kText:
       return present ? Text(found->property) : std::u16string();
@@ -293,8 +328,11 @@ bool TerminalServicesSettings::Set(TerminalServicesClass setting,
   const auto* number = std::get_if<std::uint32_t>(&value);
   if ((found->kind == Kind::kText) != (text != nullptr)) return false;
   if (!ConfigurationPresent()) {
-    properties_.clear();
-    rest_.clear();
+    // What was stored without the mark did not count, and must not come to life with it.
+    std::erase_if(properties_, [](const Property& property) {
+      return StartsWithIgnoringCase(property.name, u"Ctx");
+    });
+    signed_ = true;
     SetNumber(kPresentName, kPresentValue);
     SetNumber(kFlagsName, kDefaultFlags);
   }
@@ -311,7 +349,8 @@ bool TerminalServicesSettings::Set(TerminalServicesClass setting,
       SetNumber(kFlagsName, raise ? flags | found->value : flags & ~found->value);
       return true;
     case Kind::kRemoteHome:
-      // A local home directory has no drive letter; a remote one gets its letter by the setting of that name.
+      // A local home directory has no drive letter; a remote one gets its letter by the setting of
+      // that name.
       return *number != 0 || SetText(found->property, {});
   }
   return false;

@@ -1,8 +1,9 @@
 // Terminal-services settings as the directory keeps them: inside the text attribute userParameters.
 //
-// The attribute is UTF-16 whose units are data: 48 units that belong to others (dial-in), the signature "P", a count, and that many
-// properties, each a name, a type and a value written as hexadecimal digits, two to a unit. Everything that is not understood is
-// kept as it came, so that a setting can be changed without touching its neighbours.
+// The attribute is UTF-16 whose units are data: 48 units that belong to others (dial-in), the
+// signature "P", a count, and that many properties, each a name, a type and a value written as
+// hexadecimal digits, two to a unit. Everything that is not understood is kept as it came, so that
+// a setting can be changed without touching its neighbours.
 #pragma once
 
 #include <cstdint>
@@ -17,11 +18,12 @@ namespace zorvan::platform::posix {
 
 class TerminalServicesSettings {
  public:
-  // False when the text is damaged; there are no properties then. An empty text, or one that ends before the signature, is a user
-  // for whom nothing was ever set.
+  // False when the text is damaged; there are no properties then. An empty text, or one that ends
+  // before the signature, is a user for whom nothing was ever set.
   bool Decode(std::u16string_view userParameters);
 
-  // The text to store. Of what Decode understood nothing changes. Empty when there is nothing to keep.
+  // The text to store. Of what Decode understood nothing changes. Empty when there is nothing to
+  // keep.
   std::u16string Encode() const;
 
   // A setting, or the system's default where it was never made.
@@ -48,6 +50,7 @@ class TerminalServicesSettings {
   bool SetText(std::u16string_view name, std::u16string_view value);
 
   std::u16string reserved_;
+  bool signed_ = false;
   std::vector<Property> properties_;
   std::u16string rest_;  // what follows the last property
 };

@@ -52,7 +52,9 @@ std::string_view AsText(std::span<const std::byte> octets) {
 
 // ---- Texts of the directory's syntaxes.
 
-constexpr char Lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; }
+constexpr char Lower(char c) {
+  return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;
+}
 
 bool EqualsIgnoringCase(std::string_view left, std::string_view right) {
   return left.size() == right.size() &&
@@ -170,8 +172,8 @@ bool IsText(AdsType type) {
 }  // namespace
 
 bool ParseDirectoryTime(std::string_view text, UtcTime& time) {
-  const std::size_t digits = static_cast<std::size_t>(
-      std::ranges::find_if_not(text, IsDigit) - text.begin());
+  const std::size_t digits =
+      static_cast<std::size_t>(std::ranges::find_if_not(text, IsDigit) - text.begin());
   Moment moment;
   if (digits == 10 || digits == 12) {
     // UTC time has two digits for the years from 1950 to 2049.
@@ -234,7 +236,8 @@ bool ParseBoolean(std::string_view text, std::int64_t& value) {
 
 std::u16string_view TextArena::Add(std::string_view utf8) {
   constexpr std::size_t kBlock = 4096;
-  // UTF-16 never takes more units than UTF-8 takes bytes, so a block with that much room does not move.
+  // UTF-16 never takes more units than UTF-8 takes bytes, so a block with that much room does not
+  // move.
   while (current_ < blocks_.size() &&
          blocks_[current_].capacity() - blocks_[current_].size() < utf8.size()) {
     ++current_;
@@ -252,7 +255,8 @@ void TextArena::Clear() {
   constexpr std::size_t kKeptBlocks = 16;
   constexpr std::size_t kKeptCapacity = 65536;
   if (blocks_.size() > kKeptBlocks) blocks_.resize(kKeptBlocks);
-  std::erase_if(blocks_, [](const std::u16string& block) { return block.capacity() > kKeptCapacity; });
+  std::erase_if(blocks_,
+                [](const std::u16string& block) { return block.capacity() > kKeptCapacity; });
   for (std::u16string& block : blocks_) block.clear();
   current_ = 0;
 }
@@ -268,7 +272,8 @@ bool EntryDecoder::Reset(LDAP* handle, LDAPMessage* entry) {
     ResetTo({}, {});
     return false;
   }
-  // The list follows the name directly. The library has read its header and checked that its contents are all there.
+  // The list follows the name directly. The library has read its header and checked that its
+  // contents are all there.
   const auto* list = reinterpret_cast<const std::byte*>(name.bv_val) + name.bv_len;
   const auto lengthByte = std::to_integer<std::size_t>(list[1]);
   const std::size_t header = lengthByte < 0x80 ? 2 : 2 + (lengthByte & 0x7F);
@@ -284,19 +289,21 @@ bool EntryDecoder::ResetTo(std::string_view dn, std::span<const std::byte> attri
     std::span<const std::byte> contents;
     std::span<const std::byte> name;
     std::span<const std::byte> values;
-    if (!list.Next(kSequence, contents)) break;
+    bool whole = list.Next(kSequence, contents);
     BerReader attribute(contents);
-    if (!attribute.Next(kOctetString, name) || !attribute.Next(kSet, values)) break;
+    whole = whole && attribute.Next(kOctetString, name) && attribute.Next(kSet, values);
+    if (!whole) {
+      dn_ = {};
+      count_ = 0;
+      return false;
+    }
     if (count_ == attributes_.size()) attributes_.emplace_back();
     Attribute& slot = attributes_[count_++];
     slot.name = AsText(name);
     slot.encoded = values;
     slot.type = AdsType::kInvalid;
   }
-  if (list.AtEnd()) return true;
-  dn_ = {};
-  count_ = 0;
-  return false;
+  return true;
 }
 
 std::optional<std::size_t> EntryDecoder::Find(std::string_view attribute, std::size_t hint) const {
@@ -308,7 +315,8 @@ std::optional<std::size_t> EntryDecoder::Find(std::string_view attribute, std::s
     index = 0;
     while (index < count_ && !matches(index)) ++index;
   }
-  // An attribute that comes without values stands for one whose values were asked for otherwise (in ranges).
+  // An attribute that comes without values stands for one whose values were asked for otherwise (in
+  // ranges).
   if (index >= count_ || attributes_[index].encoded.empty()) return std::nullopt;
   return index;
 }

@@ -1,8 +1,9 @@
 // From the bytes of a search entry to typed values, in place.
 //
-// An EntryDecoder walks over one entry of a received message. Names and octets are views into that message; text is widened into
-// an arena that the next entry reuses; nothing is converted before it is asked for. Once the buffers have grown to the size of the
-// rows, a row costs no allocation of ours beyond the library's own.
+// An EntryDecoder walks over one entry of a received message. Names and octets are views into that
+// message; text is widened into an arena that the next entry reuses; nothing is converted before it
+// is asked for. Once the buffers have grown to the size of the rows, a row costs no allocation of
+// ours beyond the library's own.
 #pragma once
 
 #include <ldap.h>
@@ -23,21 +24,24 @@ namespace zorvan::platform::posix {
 // E_ADS_CANT_CONVERT_DATATYPE: a value that is not what its type says.
 inline constexpr HResult kCannotConvert = MakeHResult(0x8000500CU);
 
-// "20240131235959.0Z" (fraction and minutes may be missing, an offset may stand for Z) or "240131235959Z". The time is given in
-// UTC. A date that the calendar does not have is refused.
+// "20240131235959.0Z" (the fraction may be missing, an offset may stand for Z) or "240131235959Z"
+// (the seconds may be missing). The time is given in UTC. A date that the calendar does not have is
+// refused.
 bool ParseDirectoryTime(std::string_view text, UtcTime& time);
 
 // Decimal with a sign. What does not fit ends at the nearest 64-bit number.
 bool ParseLargeInteger(std::string_view text, std::int64_t& value);
 
-// A 32-bit integer as the directory writes it, signed. A number up to 2^32-1 stands for its 32 bits ("2147483650" is a group type
-// that somebody wrote unsigned); what lies further out ends at the nearest 32-bit number.
+// A 32-bit integer as the directory writes it, signed. A number up to 2^32-1 stands for its 32 bits
+// ("2147483650" is a group type that somebody wrote unsigned); what lies further out ends at the
+// nearest 32-bit number.
 bool ParseInteger(std::string_view text, std::int64_t& value);
 
 // "TRUE" or "FALSE" in any case.
 bool ParseBoolean(std::string_view text, std::int64_t& value);
 
-// UTF-16 text in blocks that do not move, so that views stay valid until Clear. Clear keeps what a usual row needs.
+// UTF-16 text in blocks that do not move, so that views stay valid until Clear. Clear keeps what a
+// usual row needs.
 class TextArena {
  public:
   std::u16string_view Add(std::string_view utf8);
@@ -54,8 +58,8 @@ class EntryDecoder {
   EntryDecoder(const EntryDecoder&) = delete;
   EntryDecoder& operator=(const EntryDecoder&) = delete;
 
-  // Goes to an entry. The message must live as long as the decoder stays on it. False when the entry is malformed; the decoder is
-  // then on an entry without name and attributes.
+  // Goes to an entry. The message must live as long as the decoder stays on it. False when the
+  // entry is malformed; the decoder is then on an entry without name and attributes.
   bool Reset(LDAP* handle, LDAPMessage* entry);
 
   // The same for the encoded attribute list alone (the contents of the PartialAttributeList).
@@ -67,12 +71,13 @@ class EntryDecoder {
   std::size_t count() const { return count_; }
   std::string_view name(std::size_t index) const { return attributes_[index].name; }
 
-  // The attribute of that name (ASCII case ignored, options are part of the name) that has values. Looks at the hint first: rows
-  // tend to have their attributes at the same places.
+  // The attribute of that name (ASCII case ignored, options are part of the name) that has values.
+  // Looks at the hint first: rows tend to have their attributes at the same places.
   std::optional<std::size_t> Find(std::string_view attribute, std::size_t hint = 0) const;
 
-  // The values as the given type; kCannotConvert when one of them is not of that type. Views live until the next Reset, except that
-  // decoding the same attribute as another type ends the views of the first.
+  // The values as the given type; kCannotConvert when one of them is not of that type. Views live
+  // until the next Reset, except that decoding the same attribute as another type ends the views of
+  // the first.
   HResult Decode(std::size_t index, AdsType type, Column& column);
 
  private:
@@ -87,7 +92,8 @@ class EntryDecoder {
   bool DecodeValue(std::span<const std::byte> octets, AdsType type, Value& value);
 
   std::string_view dn_;
-  std::vector<Attribute> attributes_;  // the first count_ belong to this entry; the rest wait to be reused
+  std::vector<Attribute>
+      attributes_;  // the first count_ belong to this entry; the rest wait to be reused
   std::size_t count_ = 0;
   TextArena texts_;
 };
