@@ -58,6 +58,14 @@ class LdapConnection {
  private:
   struct State;
   explicit LdapConnection(std::unique_ptr<State> state);
+
+  HResult ReadServerNames();
+  HResult Bind(const Credentials& credentials, std::uint32_t flags, ExtendedError& error);
+  HResult BindAsProcess(ExtendedError& error);
+  HResult BindSecurely(const std::string& user, const std::string& password, ExtendedError& error);
+  HResult BindSimply(const std::string& user, const std::string& password, ExtendedError& error);
+  std::string KerberosTarget() const;
+
   std::unique_ptr<State> state_;
 };
 
