@@ -73,13 +73,6 @@ bool IsDomainSid(std::span<const std::byte> sid) {
          RelativeId(sid.subspan(8, 4)) == 21;
 }
 
-// The single octet or number value of a column; absent when the row has none.
-std::optional<platform::Value> FirstValue(DirectorySearch& search, std::u16string_view attribute) {
-  Column column;
-  if (Failed(search.GetColumn(attribute, column)) || column.values.empty()) return std::nullopt;
-  return column.values.front();
-}
-
 }  // namespace
 
 RowBuilder::RowBuilder(call::NativeHandler& handler, std::span<const std::u16string> attributes)
@@ -140,46 +133,46 @@ void RowBuilder::getJNIColumnValues(DirectorySearch& search, Row& row) {
   LogMessage(handler_, call::kDetail, "Finish getJNIColumnValues");
 }
 
-bool RowBuilder::GetValues(DirectorySearch& search, const Attribute& attribute, Column& column) {
-  HResult result = search.GetColumn(attribute.name, column);
+bool RowBuilder::GetColumn(DirectorySearch& search, std::u16string_view attribute, Column& column) {
+  const HResult result = search.GetColumn(attribute, column);
   if (Succeeded(result)) return true;
-  if (attribute.isMember) {
-    for (std::u16string_view range : kFirstMemberRanges) {
-      if (Failed(search.GetColumn(range, column))) continue;
-      LogMessage(handler_, call::kDetail, "This is group with more members");
-      return true;
-    }
-  }
   if (result != platform::kColumnNotSet) {
     LogMessageW(handler_, call::kMilestone,
-                "Error in getting the column %ws and the error code : %x", attribute.name,
-                Bits(result));
+                "Error in getting the column %ws and the error code : %x", attribute, Bits(result));
+  }
+  return false;
+}
+
+std::optional<platform::Value> RowBuilder::FirstValue(DirectorySearch& search,
+                                                      std::u16string_view attribute) {
+  Column column;
+  if (!GetColumn(search, attribute, column) || column.values.empty()) return std::nullopt;
+  return column.values.front();
+}
+
+bool RowBuilder::GetValues(DirectorySearch& search, const Attribute& attribute, Column& column) {
+  if (GetColumn(search, attribute.name, column)) return true;
+  if (!attribute.isMember) return false;
+  for (std::u16string_view range : kFirstMemberRanges) {
+    if (!GetColumn(search, range, column)) continue;
+    LogMessage(handler_, call::kDetail, "This is group with more members");
+    return true;
   }
   return false;
 }
 
 void RowBuilder::AddColumn(DirectorySearch& search, Attribute& attribute, Row& row) {
   Column column;
-  Column also;
-  const bool has = GetValues(search, attribute, column);
-  const bool hasAlso =
-      !attribute.alsoFrom.empty() && Succeeded(search.GetColumn(attribute.alsoFrom, also));
-  const LinkedObject* primaryGroup = attribute.isMemberOf ? GetPrimaryGroup(search) : nullptr;
-  const bool fillsMembers = attribute.isMember;
-  if (!has && !hasAlso && primaryGroup == nullptr && !fillsMembers) return;
-
   const std::size_t before = row.tokens().size();
   row.BeginList(attribute.key);
   const std::size_t begun = row.tokens().size();
+  const bool has = GetValues(search, attribute, column);
   if (has) AddValues(search, attribute, column, row);
-  if (hasAlso) AddValues(search, attribute, also, row);
-  if (primaryGroup != nullptr) {
-    // Asked for anew: resolving the values may have made the look-up forget it.
-    primaryGroup = GetPrimaryGroup(search);
-    AddLinkedRow(*primaryGroup->distinguishedName, primaryGroup->commonName, primaryGroup->guid,
-                 row);
+  if (!attribute.alsoFrom.empty() && GetColumn(search, attribute.alsoFrom, column)) {
+    AddValues(search, attribute, column, row);
   }
-  if (fillsMembers) FillPrimaryGroupUsers(search, row);
+  if (attribute.isMemberOf) AddPrimaryGroup(search, row);
+  if (attribute.isMember) FillPrimaryGroupUsers(search, row);
   if (!has && row.tokens().size() == begun) {
     row.Truncate(before);  // nothing to tell of an attribute that the object does not have
     return;
@@ -270,8 +263,21 @@ const LinkedObject* RowBuilder::GetPrimaryGroup(DirectorySearch& search) {
   const auto relativeId = static_cast<std::uint32_t>(groupId->number);
   const auto sid = FirstValue(search, kObjectSid);
   if (!sid || !IsDomainSid(sid->octets)) return nullptr;
-  const LinkedObject& group = links_.FindBySid(WithRelativeId(sid->octets, relativeId));
+  const auto groupSid = WithRelativeId(sid->octets, relativeId);
+  const LinkedObject& group = links_.FindBySid(groupSid);
+  if (Failed(group.result)) LogUnreadObject(u"<SID=" + HexText(groupSid) + u">", group.result);
   return Succeeded(group.result) && group.distinguishedName ? &group : nullptr;
+}
+
+void RowBuilder::LogUnreadObject(std::u16string_view name, HResult result) {
+  LogMessageW(handler_, call::kMilestone, "\nObject Bind Failed.error code %x,path %ws",
+              Bits(result), ObjectPath(handler_.settings, name));
+}
+
+void RowBuilder::AddPrimaryGroup(DirectorySearch& search, Row& row) {
+  const LinkedObject* group = GetPrimaryGroup(search);
+  if (group == nullptr) return;
+  AddLinkedRow(*group->distinguishedName, group->commonName, group->guid, row);
 }
 
 void RowBuilder::AddPrimaryGroupName(DirectorySearch& search, const Attribute& attribute,
@@ -292,24 +298,35 @@ void RowBuilder::FillPrimaryGroupUsers(DirectorySearch& search, Row& row) {
 
 void RowBuilder::AddPrimaryGroupMembers(std::span<const std::byte> groupSid, Row& row) {
   std::unique_ptr<DirectorySearch> search;
-  const std::u16string path = ObjectPath(handler_.settings, handler_.settings.defaultNamingContext);
-  if (Failed(BindObject(handler_, path, search))) return;
+  const std::u16string& root = handler_.settings.defaultNamingContext;
+  HResult result = BindObject(handler_, ObjectPath(handler_.settings, root), search);
+  if (Failed(result)) {
+    LogUnreadObject(root, result);
+    return;
+  }
   std::u16string filter = u"(&(primaryGroupID=";
   filter.append(call::DecimalText(RelativeId(groupSid))).append(u")(!sAMAccountType=805306370))");
   constexpr std::array<std::u16string_view, 3> kNames = {u"distinguishedName", u"cn",
                                                          u"objectGUID"};
-  if (Failed(SetStandardPreferences(*search, platform::SearchScope::kSubtree, false))) return;
-  if (Failed(search->ExecuteSearch(filter, kNames))) return;
-  while (search->GetNextRow() == platform::kOk) {
-    const auto name = FirstValue(*search, kNames[0]);
-    if (!name) continue;
-    std::optional<std::u16string> commonName;
-    std::optional<std::u16string> guid;
-    const std::u16string distinguishedName(name->text);
-    if (const auto value = FirstValue(*search, kNames[1])) commonName = value->text;
-    if (const auto value = FirstValue(*search, kNames[2])) guid = GuidText(value->octets);
-    AddLinkedRow(distinguishedName, commonName, guid, row);
+  result = SetStandardPreferences(*search, platform::SearchScope::kSubtree, false);
+  if (Succeeded(result)) result = search->ExecuteSearch(filter, kNames);
+  while (Succeeded(result) && (result = search->GetNextRow()) == platform::kOk) {
+    AddFoundObject(*search, row);
   }
+  if (Failed(result)) {
+    LogMessageW(handler_, call::kMilestone, "The search failed, filter: %ws, error code: %x",
+                filter, Bits(result));
+  }
+}
+
+void RowBuilder::AddFoundObject(DirectorySearch& search, Row& row) {
+  const auto name = FirstValue(search, u"distinguishedName");
+  if (!name) return;
+  std::optional<std::u16string> commonName;
+  std::optional<std::u16string> guid;
+  if (const auto value = FirstValue(search, u"cn")) commonName = value->text;
+  if (const auto value = FirstValue(search, u"objectGUID")) guid = GuidText(value->octets);
+  AddLinkedRow(name->text, commonName, guid, row);
 }
 
 void RowBuilder::AddTerminalServices(const Attribute& attribute, Row& row) {

@@ -53,6 +53,12 @@ class RowBuilder {
   void RequestBesides(std::u16string_view name);
 
   void AddColumn(platform::DirectorySearch& search, Attribute& attribute, call::Row& row);
+  // Reads a column of the current row; a failure other than its absence is logged. The first value
+  // of one, likewise.
+  bool GetColumn(platform::DirectorySearch& search, std::u16string_view attribute,
+                 platform::Column& column);
+  std::optional<platform::Value> FirstValue(platform::DirectorySearch& search,
+                                            std::u16string_view attribute);
   bool GetValues(platform::DirectorySearch& search, const Attribute& attribute,
                  platform::Column& column);
   void AddValues(platform::DirectorySearch& search, Attribute& attribute,
@@ -66,10 +72,13 @@ class RowBuilder {
                     const std::optional<std::u16string>& commonName,
                     const std::optional<std::u16string>& guid, call::Row& row);
   const LinkedObject* GetPrimaryGroup(platform::DirectorySearch& search);
+  void LogUnreadObject(std::u16string_view name, platform::HResult result);
+  void AddPrimaryGroup(platform::DirectorySearch& search, call::Row& row);
   void AddPrimaryGroupName(platform::DirectorySearch& search, const Attribute& attribute,
                            call::Row& row);
   void FillPrimaryGroupUsers(platform::DirectorySearch& search, call::Row& row);
   void AddPrimaryGroupMembers(std::span<const std::byte> groupSid, call::Row& row);
+  void AddFoundObject(platform::DirectorySearch& search, call::Row& row);
   void AddTerminalServices(const Attribute& attribute, call::Row& row);
 
   call::NativeHandler& handler_;
