@@ -32,8 +32,12 @@ launch() {
 # shellcheck disable=SC2034  # enter is for dc
 useNamespacesOf() {
   namespacePid=${1// /}
-  # The command gets the signal when nsenter is ended by one that nsenter cannot pass on.
-  enter=(nsenter --target "$namespacePid" --net --mount --pid --wdns="$PWD" -- setpriv --pdeathsig TERM --)
+  # nsenter and this inner bash wait for the command; it is ended when they are.  bash passes on how it ended.
+  enter=(
+    nsenter --target "$namespacePid" --net --mount --pid --wdns="$PWD" --
+    setpriv --pdeathsig TERM bash -c '"$@"; exit $?' dc
+    env --default-signal=INT --default-signal=QUIT setpriv --pdeathsig TERM --
+  )
 }
 
 # A private process that was left by a crash may carry the number of the recorded one: its network tells them apart.

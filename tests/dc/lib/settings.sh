@@ -6,6 +6,7 @@ realm=ZORVAN.TEST
 dnsDomain=zorvan.test
 netbiosDomain=ZORVAN
 baseDn=DC=zorvan,DC=test
+domainSid=S-1-5-21-1111111111-2222222222-3333333333
 dcName=dc1
 dcHost=$dcName.$dnsDomain
 dcAddress=127.0.0.10

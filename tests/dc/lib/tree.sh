@@ -6,7 +6,7 @@ snapshotKey() {
   {
     echo "$snapshotFormat $userCount"
     dpkg-query -W -f='${Version}' samba
-    cat "$here"/lib/{settings,tree}.sh "$here"/seed/*
+    cat "$here"/lib/{settings,tree}.sh "$here"/seed/*.{py,ldif}
   } | sha256sum | cut -d' ' -f1
 }
 
@@ -50,12 +50,12 @@ buildTree() {
   makePasswords
   inTree provision samba-tool domain provision --realm="$realm" --domain="$netbiosDomain" \
     --server-role=dc --function-level=2008_R2 --host-name="$dcName" --host-ip="$dcAddress" \
-    --dns-backend=SAMBA_INTERNAL
+    --dns-backend=SAMBA_INTERNAL --domain-sid="$domainSid"
   writeServerSettings
   makeCertificates
   # Without these names nobody gets a Kerberos ticket for the LDAP service.
   inTree names samba_spnupdate
-  inTree seed /usr/bin/python3 "$here/seed/seed.py" --users "$userCount" --secrets "$tree/secrets"
+  inTree seed /usr/bin/python3 -B "$here/seed/seed.py" --users "$userCount" --secrets "$tree/secrets"
 }
 
 # inTree TITLE COMMAND: run an offline tool on the tree.
