@@ -222,6 +222,7 @@ struct KerberosCredentials::Session {
 krb5_error_code KerberosCredentials::Session::Start(const KerberosRequest& request) {
   centre.host = request.server;
   profile_vtable functions{};
+  functions.minor_ver = 1;  // the library refuses the table of a version that it does not know
   functions.get_values = GetProfileValues;
   functions.free_values = FreeProfileValues;
   profile_t profile = nullptr;
