@@ -23,7 +23,7 @@ final class LibraryContender implements Contender {
     Properties settings =
         DomainSettings.ofDomain(server.dnsDomain())
             .controllers(List.of(server.host()))
-            .user(server.principal(), server.password().toCharArray())
+            .user(server.logonName(), server.password().toCharArray())
             .toProperties();
     NativeError errors = new NativeError();
     handler.GetObjects(

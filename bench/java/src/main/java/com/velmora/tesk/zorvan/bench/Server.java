@@ -32,6 +32,10 @@ record Server(
         properties.getProperty("simpleBindDn"));
   }
 
+  String logonName() {
+    return realm + "\\" + user;
+  }
+
   String principal() {
     return user + "@" + realm;
   }
