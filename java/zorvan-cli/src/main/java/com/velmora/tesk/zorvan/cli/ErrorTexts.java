@@ -5,13 +5,10 @@ import java.io.IOException;
 import java.io.InputStream;
 import java.util.Optional;
 import java.util.Properties;
-import java.util.regex.Matcher;
-import java.util.regex.Pattern;
 
 /** Puts the library's error entries, which are keys and codes, into words. */
 final class ErrorTexts {
   private static final String WIN32_FACILITY = "8007";
-  private static final Pattern CODE_AT_END = Pattern.compile("error code\\D*: ?([0-9a-f]+)$");
 
   private final Properties messages = load("messages.properties");
   private final Properties codes = load("result-codes.properties");
@@ -35,12 +32,13 @@ final class ErrorTexts {
     return text.toString();
   }
 
-  /** A line of the library's log that tells of a failure, with its code in words. */
-  String describeLogged(String line) {
-    Matcher code = CODE_AT_END.matcher(line);
+  /** What a line of the library's log tells of a failure: two lines. */
+  String describe(MessageLog.Failure failure) {
     return "error: "
-        + line
-        + (code.find() ? meaning(code.group(1)).map(words -> " (" + words + ")").orElse("") : "");
+        + failure.words()
+        + meaning(failure.code()).map(words -> ": " + words).orElse("")
+        + ".\n  log "
+        + failure.line();
   }
 
   /** What a result code means, given as the library gives it: hexadecimal without prefix. */

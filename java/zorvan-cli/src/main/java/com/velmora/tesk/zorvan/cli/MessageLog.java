@@ -4,19 +4,38 @@ import com.velmora.tesk.zorvan.common.server.LogSink;
 import java.io.PrintWriter;
 import java.util.ArrayList;
 import java.util.List;
+import java.util.Map;
+import java.util.regex.Matcher;
+import java.util.regex.Pattern;
 
 /**
  * The library's log on the command line: shown on standard error when asked for. A search reports
  * its failures in no other way, so the lines that tell of one are remembered besides.
  */
 final class MessageLog implements LogSink {
-  private static final List<String> FAILURES =
-      List.of(
-          "Error Occured while Binding", "The search failed, filter", "The search broke off after");
+  // How the lines begin that tell of a failed search, and what they mean.
+  private static final Map<String, String> FAILURES =
+      Map.of(
+          "Error Occured while Binding",
+          "The container that the search begins at could not be read",
+          "The search failed, filter",
+          "The search failed",
+          "The search broke off after",
+          "The search broke off, there may be more");
+  private static final Pattern CODE_AT_END = Pattern.compile("error code\\D*: ?([0-9a-f]+)$");
 
   private final PrintWriter messages;
   private final int level;
-  private final List<String> failures = new ArrayList<>();
+  private final List<Failure> failures = new ArrayList<>();
+
+  /**
+   * A line that tells of a failure.
+   *
+   * @param words what it means
+   * @param code its result code in hexadecimal, empty when it has none
+   * @param line the line itself
+   */
+  record Failure(String words, String code, String line) {}
 
   /**
    * @param level lines up to this level are shown
@@ -37,13 +56,19 @@ final class MessageLog implements LogSink {
     if (lineLevel <= level) {
       messages.println("log: " + line);
     }
-    if (lineLevel <= MILESTONE && FAILURES.stream().anyMatch(line::startsWith)) {
-      failures.add(line);
+    if (lineLevel <= MILESTONE) {
+      FAILURES.forEach(
+          (beginning, words) -> {
+            if (line.startsWith(beginning)) {
+              Matcher code = CODE_AT_END.matcher(line);
+              failures.add(new Failure(words, code.find() ? code.group(1) : "", line));
+            }
+          });
     }
   }
 
-  /** The lines so far that tell of a failure. */
-  synchronized List<String> failures() {
+  /** The failures told of so far. */
+  synchronized List<Failure> failures() {
     return List.copyOf(failures);
   }
 }

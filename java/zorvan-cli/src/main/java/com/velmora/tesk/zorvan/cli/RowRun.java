@@ -26,7 +26,7 @@ final class RowRun {
   private final RowStream stream;
   private final NativeError errors = new NativeError();
   private final long start;
-  private List<String> loggedFailures = List.of();
+  private List<MessageLog.Failure> loggedFailures = List.of();
   private Optional<Throwable> thrown = Optional.empty();
   private Optional<Path> partial = Optional.empty();
 
@@ -162,7 +162,7 @@ final class RowRun {
   private void tell() {
     ErrorTexts texts = new ErrorTexts();
     errors.entries().forEach(entry -> messages.println(texts.describe(entry)));
-    loggedFailures.forEach(line -> messages.println(texts.describeLogged(line)));
+    loggedFailures.forEach(failure -> messages.println(texts.describe(failure)));
     thrown.ifPresent(e -> messages.println("error: " + describe(e)));
     stream
         .failure()

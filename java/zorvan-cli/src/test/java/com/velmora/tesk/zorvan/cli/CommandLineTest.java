@@ -263,7 +263,8 @@ class CommandLineTest {
                     + " is : 80072030"));
     String[] arguments = {"search", "(cn=*)", "-d", "example.com", "-s", "dc1"};
     assertEquals(1, zorvan(arguments));
-    assertTrue(messages.toString().contains("80072030 (the object does not exist)"));
+    assertTrue(
+        messages.toString().contains("begins at could not be read: the object does not exist.\n"));
     assertEquals("(cn=*)", source.filter);
     source.plays(ScriptedSource.rows(0));
     assertEquals(0, zorvan(arguments), "a search that finds nothing is fine");
