@@ -32,35 +32,38 @@ void Report(JavaLog& log, JavaErrorList& errors, platform::HResult result, std::
 
 }  // namespace
 
+ApartmentScope::ApartmentScope(platform::Platform& platform, const FrameTraits& traits)
+    : platform_(platform), uninitializes_(traits.uninitializes) {
+  platform_.InitializeApartment(traits.apartment);
+}
+
+ApartmentScope::~ApartmentScope() {
+  if (uninitializes_) platform_.UninitializeApartment();
+}
+
 ExportFrame::ExportFrame(JavaCall& java, const FrameTraits& traits, jobject errors)
     : java_(java),
       traits_(traits),
       log_(java),
       errors_(java, errors, log_),
-      platform_(platform::CreatePlatform()) {
-  platform_->InitializeApartment(traits_.apartment);
-  handler_.emplace(*platform_, log_);
-}
-
-ExportFrame::~ExportFrame() {
-  handler_.reset();
-  if (traits_.uninitializes) platform_->UninitializeApartment();
-}
+      platform_(platform::CreatePlatform()),
+      apartment_(*platform_, traits),
+      handler_(*platform_, log_) {}
 
 bool ExportFrame::Begin(jobject settings) {
   if (!traits_.readsSettings) return true;
-  handler_->debugEnabled = IsDebugLogLevel(java_);
-  LogMessage(*handler_, call::kMilestone, "Initialization Starts");
+  handler_.debugEnabled = IsDebugLogLevel(java_);
+  LogMessage(handler_, call::kMilestone, "Initialization Starts");
   if (settings == nullptr) {
-    LogMessage(*handler_, call::kMilestone, "No domain settings were passed");
+    LogMessage(handler_, call::kMilestone, "No domain settings were passed");
     call::AddNativeError(errors_, {}, call::kSevere, platform::Bits(platform::kInvalidArgument),
                          kSomeAuthenticationProblem);
     return false;
   }
   directory::DomainProperties properties;
-  ReadDomainProperties(java_, *handler_, settings, properties);
+  ReadDomainProperties(java_, handler_, settings, properties);
   if (java_.Failed()) return false;
-  return directory::InitializeHandler(*handler_, properties, errors_) && !java_.Failed();
+  return directory::InitializeHandler(handler_, properties, errors_) && !java_.Failed();
 }
 
 void ReportCaughtException(JavaCall& java, jobject errors) noexcept {

@@ -10,7 +10,6 @@
 #include <jni.h>
 
 #include <memory>
-#include <optional>
 
 #include "bridge/java_call.h"
 #include "bridge/java_errors.h"
@@ -36,20 +35,32 @@ struct StreamingFamily {
   static Result NeutralResult(JavaCall&) { return nullptr; }
 };
 
+// The calling thread's apartment, entered and, if the family says so, left.
+class ApartmentScope {
+ public:
+  ApartmentScope(platform::Platform& platform, const FrameTraits& traits);
+  ApartmentScope(const ApartmentScope&) = delete;
+  ApartmentScope& operator=(const ApartmentScope&) = delete;
+  ~ApartmentScope();
+
+ private:
+  platform::Platform& platform_;
+  bool uninitializes_;
+};
+
 // What a call holds between the entry point and the work routine.
 class ExportFrame {
  public:
   ExportFrame(JavaCall& java, const FrameTraits& traits, jobject errors);
   ExportFrame(const ExportFrame&) = delete;
   ExportFrame& operator=(const ExportFrame&) = delete;
-  ~ExportFrame();
 
   // False when the work routine must not run; the reason is logged and, if it is not Java's own
   // exception, in the error list.
   bool Begin(jobject settings);
 
   JavaCall& java() { return java_; }
-  call::NativeHandler& handler() { return *handler_; }
+  call::NativeHandler& handler() { return handler_; }
   call::ErrorList& errors() { return errors_; }
 
  private:
@@ -58,7 +69,8 @@ class ExportFrame {
   JavaLog log_;
   JavaErrorList errors_;
   std::unique_ptr<platform::Platform> platform_;
-  std::optional<call::NativeHandler> handler_;
+  ApartmentScope apartment_;
+  call::NativeHandler handler_;
 };
 
 // Reports the exception that is being handled.

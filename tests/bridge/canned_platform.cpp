@@ -29,6 +29,7 @@ std::vector<std::u16string> TextsOf(std::u16string_view attribute, std::uint32_t
   }
   if (attribute == u"url") {
     std::vector<std::u16string> many;
+    many.reserve(2500);
     for (int i = 0; i < 2500; ++i)
       many.push_back(u"https://example.com/" + Wide(std::to_string(i)));
     return many;
