@@ -7,9 +7,11 @@ serverPackages=(
 )
 
 installPackages() {
-  local package missing=()
+  local package installed missing=()
+  # It complains about packages that it never heard of, and names the others all the same.
+  installed=$(dpkg-query -W -f='${db:Status-Status} ${Package}\n' "${serverPackages[@]}" 2>/dev/null || true)
   for package in "${serverPackages[@]}"; do
-    [[ $(dpkg-query -W -f='${db:Status-Abbrev}' "$package" 2>/dev/null) == ii* ]] || missing+=("$package")
+    grep -qxF "installed $package" <<<"$installed" || missing+=("$package")
   done
   ((${#missing[@]})) || return 0
   say "installing ${missing[*]}"

@@ -15,7 +15,6 @@ import ldb
 import samba
 from samba import dsdb
 from samba.auth import system_session
-from samba.dcerpc import security
 from samba.param import LoadParm
 from samba.samdb import SamDB
 from samba.sd_utils import SDUtils
@@ -264,10 +263,9 @@ class Seed:
             self.directory.setpassword(f"(distinguishedName={user.dn})", self.secret("reader"))
             self.modify(user.dn, **{name: str(user[name]) for name in kept if name in user})
 
-        for name in ("n.pw.fixed", "n.disabled"):
-            dn = self.search(name, ["dn"]).dn
-            for trustee in ("WD", "PS"):
-                SDUtils(self.directory).dacl_add_ace(dn, f"(OD;;CR;{CHANGE_PASSWORD};;{trustee})")
+        fixed = self.search("n.pw.fixed", ["dn"]).dn
+        for trustee in ("WD", "PS"):
+            SDUtils(self.directory).dacl_add_ace(fixed, f"(OD;;CR;{CHANGE_PASSWORD};;{trustee})")
 
     # --- deleted objects
 
