@@ -219,11 +219,12 @@ class ScriptedDirectory : public platform::Directory {
     return result;
   }
 
-  void ReadObjects(std::span<const std::u16string> paths, const Credentials&, std::uint32_t flags,
-                   std::span<const std::u16string_view> attributes,
+  void ReadObjects(std::span<const std::u16string> paths, const Credentials& credentials,
+                   std::uint32_t flags, std::span<const std::u16string_view> attributes,
                    const std::function<void(std::size_t, HResult, AttributeSet&)>& visit) override {
     script_.batches.emplace_back(paths.begin(), paths.end());
     for (std::size_t i = paths.size(); i-- > 0;) {
+      script_.Record(paths[i], credentials, flags);
       const ScriptedObject* object = nullptr;
       HResult result = script_.Try(Call::kReadObject, paths[i]);
       if (!Failed(result)) result = script_.Resolve(paths[i], flags, object);
@@ -239,9 +240,7 @@ class ScriptedDirectory : public platform::Directory {
  private:
   HResult Open(Call call, std::u16string_view path, const Credentials& credentials,
                std::uint32_t flags, const ScriptedObject*& object) {
-    script_.binds.push_back({std::u16string(path),
-                             std::optional<std::u16string>(credentials.userName),
-                             std::optional<std::u16string>(credentials.password), flags});
+    script_.Record(path, credentials, flags);
     const HResult result = script_.Try(call, path);
     return Failed(result) ? result : script_.Resolve(path, flags, object);
   }
@@ -253,12 +252,16 @@ class ScriptedAccounts : public platform::Accounts {
  public:
   explicit ScriptedAccounts(Script& script) : script_(script) {}
 
-  platform::Win32Code QueryUserConfig(std::u16string_view, std::u16string_view, const Credentials&,
-                                      std::u16string_view userName,
+  platform::Win32Code QueryUserConfig(std::u16string_view serverName,
+                                      std::u16string_view namingContext,
+                                      const Credentials& credentials, std::u16string_view userName,
                                       platform::TerminalServicesClass setting,
                                       platform::TerminalServicesValue& value) override {
     constexpr platform::Win32Code kNoSuchUser = 1317;
-    script_.configuredUsers.emplace_back(userName);
+    script_.userQueries.push_back({std::u16string(serverName), std::u16string(namingContext),
+                                   std::optional<std::u16string>(credentials.userName),
+                                   std::optional<std::u16string>(credentials.password),
+                                   std::u16string(userName)});
     const HResult result = script_.Try(Call::kQueryUserConfig, userName);
     if (Failed(result)) return platform::Bits(result) & 0xFFFF;
     const platform::TerminalServicesValue* found = script_.UserConfig(userName, setting);
@@ -386,6 +389,11 @@ void Script::Answer(std::u16string_view filter, std::vector<std::u16string> dist
 void Script::SetUserConfig(std::u16string_view userName, platform::TerminalServicesClass setting,
                            platform::TerminalServicesValue value) {
   userConfigs_[{std::u16string(userName), setting}] = std::move(value);
+}
+
+void Script::Record(std::u16string_view path, const Credentials& credentials, std::uint32_t flags) {
+  binds.push_back({std::u16string(path), std::optional<std::u16string>(credentials.userName),
+                   std::optional<std::u16string>(credentials.password), flags});
 }
 
 HResult Script::Try(Call call, std::u16string_view subject) {

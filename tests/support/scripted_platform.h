@@ -81,6 +81,15 @@ struct RecordedBind {
   std::uint32_t flags;
 };
 
+// A QueryUserConfig.
+struct RecordedUserQuery {
+  std::u16string serverName;
+  std::u16string namingContext;
+  std::optional<std::u16string> asUser;
+  std::optional<std::u16string> password;
+  std::u16string userName;
+};
+
 struct RecordedSearch {
   std::u16string path;
   std::u16string filter;
@@ -111,10 +120,10 @@ class Script {
                      platform::TerminalServicesValue value);
 
   // What was asked.
-  std::vector<RecordedBind> binds;  // by the three Open calls
+  std::vector<RecordedBind> binds;  // by the Open calls, and one for each path of ReadObjects
   std::vector<RecordedSearch> searches;
   std::vector<std::vector<std::u16string>> batches;  // the paths of each ReadObjects
-  std::vector<std::u16string> configuredUsers;       // of each QueryUserConfig
+  std::vector<RecordedUserQuery> userQueries;
   std::size_t fallibleCalls = 0;
   std::size_t openInterfaces = 0;  // opened and not let go of
 
@@ -125,7 +134,10 @@ class Script {
   std::map<std::uint32_t, std::u16string> messages;
   platform::Win32Code lastError = 0;
 
-  // For the platform's parts: the scripted failure of a call, or success.
+  // For the platform's parts: keeps a bind.
+  void Record(std::u16string_view path, const platform::Credentials& credentials,
+              std::uint32_t flags);
+  // The scripted failure of a call, or success.
   platform::HResult Try(Call call, std::u16string_view subject);
   // The answer to opening a path, as if the platform were asked.
   platform::HResult Resolve(std::u16string_view path, std::uint32_t flags,

@@ -39,6 +39,11 @@ TEST_F(LinkedLookupTest, AsksForABatchAtOnceUnderPathsOfTheConnection) {
                                              u"LDAP://dc1.example.com/CN=b,DC=example,DC=com"};
   ASSERT_EQ(script.batches.size(), 1U);
   EXPECT_EQ(script.batches[0], paths);
+  for (const support::RecordedBind& bind : script.binds) {
+    EXPECT_EQ(bind.userName, u"EXAMPLE\\admin");
+    EXPECT_EQ(bind.password, u"secret");
+    EXPECT_EQ(bind.flags, 1U);
+  }
   EXPECT_EQ(links.Find(u"CN=R/D,DC=example,DC=com")->commonName, u"R/D");
   EXPECT_EQ(links.Find(u"CN=b,DC=example,DC=com")->commonName, u"b");
   EXPECT_EQ(script.batches.size(), 1U);

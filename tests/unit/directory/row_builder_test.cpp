@@ -269,8 +269,9 @@ TEST_F(RowBuilderTest, TerminalServicesSettingsFollowTheLogonName) {
   const RecordedRow unset = {{u"sAMAccountName", Texts({u"bob"})}};
   EXPECT_EQ(rows[1], unset);
   EXPECT_TRUE(rows[2].empty());
-  const std::vector<std::u16string> asked = {u"ann", u"ann", u"bob", u"bob"};
-  EXPECT_EQ(script.configuredUsers, asked);
+  std::vector<std::u16string> asked;
+  for (const auto& query : script.userQueries) asked.push_back(query.userName);
+  EXPECT_EQ(asked, (std::vector<std::u16string>{u"ann", u"ann", u"bob", u"bob"}));
 }
 
 TEST_F(RowBuilderTest, AsksForWhatTheDerivedValuesAreMadeFrom) {

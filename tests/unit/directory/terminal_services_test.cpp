@@ -48,6 +48,13 @@ TEST_F(TerminalServicesTest, GivesTextsAsTheyAreAndNumbersInDecimal) {
   EXPECT_EQ(FillTSString(handler, u"ann", TerminalServicesClass::kProfilePath), u"\\\\srv\\Jürgen");
   EXPECT_EQ(FillTSString(handler, u"ann", TerminalServicesClass::kHomeDirectory), u"");
   EXPECT_EQ(FillTSString(handler, u"ann", TerminalServicesClass::kShadowing), u"4294967295");
+  for (const support::RecordedUserQuery& query : script.userQueries) {
+    EXPECT_EQ(query.serverName, u"dc1.example.com");
+    EXPECT_EQ(query.namingContext, support::kNamingContext);
+    EXPECT_EQ(query.asUser, u"EXAMPLE\\admin");
+    EXPECT_EQ(query.password, u"secret");
+    EXPECT_EQ(query.userName, u"ann");
+  }
 }
 
 TEST_F(TerminalServicesTest, TellsWhoseSettingCannotBeRead) {
