@@ -6,6 +6,7 @@ import java.util.Hashtable;
 import javax.naming.Context;
 import javax.naming.NamingEnumeration;
 import javax.naming.NamingException;
+import javax.naming.PartialResultException;
 import javax.naming.directory.Attribute;
 import javax.naming.directory.SearchControls;
 import javax.naming.directory.SearchResult;
@@ -73,11 +74,22 @@ final class JndiContender implements Contender {
       NamingEnumeration<SearchResult> page =
           context.search(search.baseDn(), search.filter(), controls);
       context.setRequestControls(null);
-      while (page.hasMore()) {
+      while (hasMore(page)) {
         addRow(page.next(), search, links, tally);
       }
       cookie = cookieOf(context.getResponseControls());
     } while (cookie != null && cookie.length > 0);
+  }
+
+  /**
+   * A domain ends a page with references to its other naming contexts, which nobody follows here.
+   */
+  private static boolean hasMore(NamingEnumeration<SearchResult> page) throws NamingException {
+    try {
+      return page.hasMore();
+    } catch (PartialResultException references) {
+      return false;
+    }
   }
 
   private static byte[] cookieOf(Control[] controls) {
