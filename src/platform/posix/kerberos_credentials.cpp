@@ -1,301 +1,324 @@
 #include "platform/posix/kerberos_credentials.h"
 
-#include <arpa/inet.h>
-#include <gssapi/gssapi_ext.h>
-#include <profile.h>
-#include <sys/socket.h>
+#include <strings.h>
 
-#include <algorithm>
 #include <array>
-#include <cerrno>
-#include <chrono>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <string_view>
-#include <vector>
 
-#include "platform/posix/ldap_connection.h"
-#include "platform/posix/tcp_connector.h"
-#include "platform/posix/unicode.h"
+#include "platform/posix/logon_failure.h"
 
 namespace zorvan::platform::posix {
 namespace {
 
-constexpr std::uint16_t kKerberosPort = 88;
-constexpr std::uint32_t kLongestReply = 1024 * 1024;
+constexpr std::size_t kLongestReply = 1024 * 1024;
+constexpr int kMostExchanges = 16;
 
-// The centre's own codes, as libkrb5 numbers them.
-bool JudgesThePassword(krb5_error_code code) {
-  return code == KRB5KDC_ERR_PREAUTH_FAILED || code == KRB5KDC_ERR_CLIENT_REVOKED ||
-         code == KRB5KDC_ERR_KEY_EXP || code == KRB5KDC_ERR_NAME_EXP ||
-         code == KRB5KRB_AP_ERR_BAD_INTEGRITY;
+std::string_view ViewOf(const krb5_data& data) {
+  return data.length == 0 ? std::string_view() : std::string_view(data.data, data.length);
 }
 
-// An NTSTATUS that the centre gives as the reason, as the Win32 code and sentence for it.
-struct Reason {
-  std::uint32_t status;
-  Win32Code code;
-  std::u16string_view text;
-};
-
-constexpr std::u16string_view kWrongPasswordText = u"the user name or the password is wrong";
-constexpr std::array kReasons{
-    Reason{0xC000006F, 1328, u"the account may not log on at this hour"},
-    Reason{0xC0000070, 1329, u"the account may not log on at this workstation"},
-    Reason{0xC0000071, 1330, u"the password has expired"},
-    Reason{0xC0000072, 1331, u"the account is disabled"},
-    Reason{0xC0000193, 1793, u"the account has expired"},
-    Reason{0xC0000224, 1907, u"the password must be changed before the first logon"},
-    Reason{0xC0000234, 1909, u"the account is locked"},
-};
-
-ExtendedError ReasonOf(krb5_error_code code, std::uint32_t status) {
-  for (const Reason& reason : kReasons) {
-    if (reason.status == status) return {reason.code, std::u16string(reason.text)};
-  }
-  // A revoked client without a status was only ever seen of locked accounts.
-  if (code == KRB5KDC_ERR_CLIENT_REVOKED) return {1909, u"the account is locked"};
-  if (code == KRB5KDC_ERR_KEY_EXP) return {1330, u"the password has expired"};
-  return {1326, std::u16string(kWrongPasswordText)};
-}
-
-// What the centre's transport and profile need to know, and what they learn.
-struct Centre {
-  std::string host;
-  std::uint32_t status = 0;  // NTSTATUS of the last error reply
-};
-
-// ---- The profile: what a configuration file would say.
-
-long GetProfileValues(void* data, const char* const* names, char*** values) {
-  const auto* centre = static_cast<const Centre*>(data);
-  std::vector<std::string_view> path;
-  for (; *names != nullptr; ++names) path.emplace_back(*names);
-  std::string value;
-  if (path.size() == 3 && path[0] == "realms" && path[2] == "kdc") {
-    value = centre->host;
-  } else if (path.size() == 2 && path[0] == "libdefaults" &&
-             (path[1] == "dns_lookup_kdc" || path[1] == "dns_lookup_realm" || path[1] == "rdns" ||
-              path[1] == "dns_canonicalize_hostname")) {
-    value = "false";
-  } else {
-    return PROF_NO_RELATION;
-  }
-  // The library frees what it is given one by one through FreeProfileValues.
-  *values = static_cast<char**>(std::calloc(2, sizeof(char*)));  // NOLINT(cppcoreguidelines-no-malloc)
-  if (*values == nullptr) return ENOMEM;
-  (*values)[0] = strdup(value.c_str());
-  return (*values)[0] == nullptr ? ENOMEM : 0;
-}
-
-void FreeProfileValues(void*, char** values) {
-  for (char** value = values; value != nullptr && *value != nullptr; ++value) {
-    std::free(*value);  // NOLINT(cppcoreguidelines-no-malloc)
-  }
-  std::free(values);  // NOLINT(cppcoreguidelines-no-malloc)
-}
-
-// ---- The transport: one request and its reply over TCP, with time limits.
-
-void SetTimeLimits(int descriptor) {
-  timeval limit{};
-  limit.tv_sec = kConnectTimeout.count();
-  setsockopt(descriptor, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
-  setsockopt(descriptor, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
-}
-
-bool SendAll(int descriptor, const void* bytes, std::size_t size) {
-  const auto* next = static_cast<const std::uint8_t*>(bytes);
-  while (size > 0) {
-    const ssize_t sent = send(descriptor, next, size, MSG_NOSIGNAL);
-    if (sent <= 0) return false;
-    next += sent;
-    size -= static_cast<std::size_t>(sent);
-  }
-  return true;
-}
-
-bool ReceiveAll(int descriptor, void* bytes, std::size_t size) {
-  return recv(descriptor, bytes, size, MSG_WAITALL) == static_cast<ssize_t>(size);
-}
-
-// The reply to a request; empty when there is none.
-std::vector<std::uint8_t> Exchange(const std::string& host, const krb5_data& request) {
-  std::string reason;
-  const Socket socket = ConnectTcp(host, kKerberosPort, kConnectTimeout, reason);
-  if (!socket) return {};
-  SetTimeLimits(socket.get());
-  std::uint32_t length = htonl(request.length);
-  if (!SendAll(socket.get(), &length, sizeof length)) return {};
-  if (!SendAll(socket.get(), request.data, request.length)) return {};
-  if (!ReceiveAll(socket.get(), &length, sizeof length)) return {};
-  length = ntohl(length);
-  if (length == 0 || length > kLongestReply) return {};
-  std::vector<std::uint8_t> reply(length);
-  if (!ReceiveAll(socket.get(), reply.data(), reply.size())) return {};
-  return reply;
-}
-
-// The NTSTATUS in an error reply's typed data: behind the bytes 04 0c of a pre-authentication value of type 3. Zero when the reply is
-// no error or has none.
-std::uint32_t StatusIn(krb5_context context, const std::vector<std::uint8_t>& reply) {
+krb5_data DataOf(const std::string& bytes) {
   krb5_data data{};
-  data.length = static_cast<unsigned>(reply.size());
-  data.data = const_cast<char*>(reinterpret_cast<const char*>(reply.data()));
-  krb5_error* error = nullptr;
-  if (krb5_rd_error(context, &data, &error) != 0) return 0;
-  const std::string_view typed(error->e_data.data == nullptr ? "" : error->e_data.data,
-                               error->e_data.length);
-  std::uint32_t status = 0;
-  const std::size_t place = typed.find("\x04\x0c");
-  if (place != std::string_view::npos && typed.size() - place >= 6) {
-    for (std::size_t i = 0; i < 4; ++i) {
-      status |= static_cast<std::uint32_t>(static_cast<unsigned char>(typed[place + 2 + i])) << 8 * i;
-    }
-  }
-  krb5_free_error(context, error);
-  return status;
+  data.magic = KV5M_DATA;
+  data.length = static_cast<unsigned>(bytes.size());
+  data.data = const_cast<char*>(bytes.data());
+  return data;
 }
 
-// Replaces the library's own transport. A request that gets no reply must be answered with an error: a silent zero makes the library
-// abort the process.
-krb5_error_code SendToCentre(krb5_context context, void* data, const krb5_data* /*realm*/,
-                             const krb5_data* message, krb5_data** newMessage, krb5_data** reply) {
-  auto* centre = static_cast<Centre*>(data);
-  *newMessage = nullptr;
-  *reply = nullptr;
-  const std::vector<std::uint8_t> answer = Exchange(centre->host, *message);
-  if (answer.empty()) return KRB5_KDC_UNREACH;
-  centre->status = StatusIn(context, answer);
-  krb5_data copy{};
-  copy.length = static_cast<unsigned>(answer.size());
-  copy.data = const_cast<char*>(reinterpret_cast<const char*>(answer.data()));
-  return krb5_copy_data(context, &copy, reply);
+bool SameName(std::string_view left, std::string_view right) {
+  return left.size() == right.size() && strncasecmp(left.data(), right.data(), left.size()) == 0;
 }
 
-// ---- Names
+// ---- The configuration, as a profile without a file
 
-// The principal of a user name in any of its forms. A domain in front is taken for the realm as it is: the centre knows its flat name
-// as well as its DNS name.
-krb5_error_code ParseUser(krb5_context context, const KerberosRequest& request,
-                          krb5_principal* principal) {
-  const std::size_t backslash = request.user.find('\\');
-  if (backslash != std::string::npos) {
-    const std::string domain = request.user.substr(0, backslash);
-    const std::string name = request.user.substr(backslash + 1);
-    const std::string& realm = domain.empty() || domain == "." ? request.realm : domain;
-    return krb5_build_principal(context, principal, static_cast<unsigned>(realm.size()),
-                                realm.c_str(), name.c_str(), nullptr);
+long GetSetting(void*, const char* const* path, char*** values) {
+  constexpr std::array kOff{"dns_lookup_kdc", "dns_lookup_realm", "dns_canonicalize_hostname",
+                            "rdns"};
+  if (path[0] == nullptr || path[1] == nullptr || path[2] != nullptr) return PROF_NO_RELATION;
+  if (std::strcmp(path[0], "libdefaults") != 0) return PROF_NO_RELATION;
+  for (const char* name : kOff) {
+    if (std::strcmp(path[1], name) != 0) continue;
+    *values = static_cast<char**>(std::calloc(2, sizeof(char*)));
+    if (*values == nullptr) return ENOMEM;
+    (*values)[0] = strdup("false");
+    return 0;
   }
-  if (request.user.find('@') != std::string::npos) {
-    return krb5_parse_name_flags(context, request.user.c_str(), KRB5_PRINCIPAL_PARSE_ENTERPRISE,
-                                 principal);
+  return PROF_NO_RELATION;
+}
+
+void FreeSetting(void*, char** values) {
+  if (values != nullptr) std::free(values[0]);
+  std::free(values);
+}
+
+krb5_error_code MakeContext(KerberosContext& context) {
+  profile_vtable functions{};
+  functions.minor_ver = 1;
+  functions.get_values = GetSetting;
+  functions.free_values = FreeSetting;
+  KerberosProfile profile;
+  const long code = profile_init_vtable(&functions, nullptr, profile.Put());
+  if (code != 0) return static_cast<krb5_error_code>(code);
+  return krb5_init_context_profile(profile.get(), 0, context.Put());
+}
+
+// ---- What an error of the centre says
+
+// The NTSTATUS in the typed data of an error reply (KERB-ERROR-DATA of type 3 with a
+// KERB_EXT_ERROR: status, reserved, flags), zero without one.
+std::uint32_t StatusIn(std::string_view errorData) {
+  constexpr std::string_view kExtendedError("\xa1\x03\x02\x01\x03\xa2\x0e\x04\x0c", 9);
+  const std::size_t place = errorData.find(kExtendedError);
+  if (place == std::string_view::npos) return 0;
+  const std::string_view status = errorData.substr(place + kExtendedError.size());
+  if (status.size() < 12) return 0;
+  std::uint32_t value = 0;
+  for (std::size_t i = 4; i-- > 0;) value = value << 8 | static_cast<std::uint8_t>(status[i]);
+  return value;
+}
+
+// A refusal is about the name, the password or the state of the account, and the centre may have
+// counted it. Whatever else goes wrong says nothing about them.
+bool IsRefusal(krb5_error_code code) {
+  switch (code) {
+    case KRB5KDC_ERR_NAME_EXP:
+    case KRB5KDC_ERR_C_PRINCIPAL_UNKNOWN:
+    case KRB5KDC_ERR_POLICY:
+    case KRB5KDC_ERR_CLIENT_REVOKED:
+    case KRB5KDC_ERR_CLIENT_NOTYET:
+    case KRB5KDC_ERR_KEY_EXP:
+    case KRB5KDC_ERR_PREAUTH_FAILED:
+    case KRB5KRB_AP_ERR_BAD_INTEGRITY:
+      return true;
+    default:
+      return false;
   }
-  return krb5_build_principal(context, principal, static_cast<unsigned>(request.realm.size()),
-                              request.realm.c_str(), request.user.c_str(), nullptr);
+}
+
+Win32Code ReasonFor(krb5_error_code code, std::uint32_t status) {
+  if (status != 0) return LogonFailureFromStatus(status);
+  switch (code) {
+    case KRB5KDC_ERR_CLIENT_REVOKED:
+      return 1909;  // without a status it is a locked account
+    case KRB5KDC_ERR_KEY_EXP:
+      return 1330;
+    case KRB5KDC_ERR_NAME_EXP:
+      return 1793;
+    case KRB5KDC_ERR_POLICY:
+    case KRB5KDC_ERR_CLIENT_NOTYET:
+      return 1327;
+    default:
+      return kLogonFailureCode;
+  }
 }
 
 }  // namespace
 
-// The library's context and what was made in it, taken down in the opposite order.
-struct KerberosCredentials::Session {
-  ~Session() {
-    if (options != nullptr) krb5_get_init_creds_opt_free(context, options);
-    krb5_free_principal(context, user);
-    krb5_free_principal(context, service);
-    if (tickets != nullptr) krb5_cc_destroy(context, tickets);
-    if (context != nullptr) krb5_free_context(context);
-  }
+class KerberosCredentials::Session {
+ public:
+  explicit Session(KerberosContext context)
+      : owner_(std::move(context)), context_(owner_.get()), client_(context_), cache_(context_) {}
 
-  krb5_error_code Start(const KerberosRequest& request);
-  krb5_error_code GetTickets(const KerberosRequest& request);
+  krb5_error_code LogOn(const KerberosLogon& logon);
+  krb5_error_code GetServiceTicket(const KerberosLogon& logon);
 
-  Centre centre;
-  krb5_context context = nullptr;
-  krb5_get_init_creds_opt* options = nullptr;
-  krb5_principal user = nullptr;
-  krb5_principal service = nullptr;
-  krb5_ccache tickets = nullptr;
+  bool IsForeign(const KerberosLogon& logon) const;
+  ExtendedError Describe(krb5_error_code code) const;
+  std::uint32_t status() const { return status_; }
+  krb5_error_code centreError() const { return centreError_; }
+
+  std::string cacheName;
+  std::string service;
+
+ private:
+  krb5_error_code MakeClient(const KerberosLogon& logon);
+  krb5_error_code GetTicketFor(const std::string& name, const KerberosLogon& logon);
+  krb5_error_code NameCache();
+  krb5_error_code Ask(const KerberosLogon& logon, const krb5_data& realm, const krb5_data& request,
+                      std::string& reply);
+  void NoteError(const std::string& reply);
+  template <typename Step>
+  krb5_error_code Converse(const KerberosLogon& logon, const Step& step);
+
+  KerberosContext owner_;  // goes last
+  krb5_context context_;
+  KerberosPrincipal client_;
+  KerberosCache cache_;
+  krb5_error_code centreError_ = 0;  // of the last reply
+  std::uint32_t status_ = 0;
+  std::string transportReason_;
 };
 
-krb5_error_code KerberosCredentials::Session::Start(const KerberosRequest& request) {
-  centre.host = request.server;
-  profile_vtable functions{};
-  functions.minor_ver = 1;  // the library refuses the table of a version that it does not know
-  functions.get_values = GetProfileValues;
-  functions.free_values = FreeProfileValues;
-  profile_t profile = nullptr;
-  auto code = static_cast<krb5_error_code>(profile_init_vtable(&functions, &centre, &profile));
+// A name with a domain before it belongs to that realm; the centre knows its own by the flat name
+// too. A principal name is looked up by the centre.
+krb5_error_code KerberosCredentials::Session::MakeClient(const KerberosLogon& logon) {
+  const std::string& realm = logon.name.domain.empty() ? logon.realm : logon.name.domain;
+  const krb5_error_code code =
+      krb5_build_principal(context_, client_.Put(), static_cast<unsigned>(realm.size()),
+                           realm.c_str(), logon.name.user.c_str(), nullptr);
   if (code != 0) return code;
-  code = krb5_init_context_profile(profile, 0, &context);
-  profile_release(profile);
-  if (code != 0) return code;
-  krb5_set_kdc_send_hook(context, SendToCentre, &centre);
-  return krb5_set_default_realm(context, request.realm.c_str());
+  client_->type = logon.name.isPrincipalName ? KRB5_NT_ENTERPRISE_PRINCIPAL : KRB5_NT_PRINCIPAL;
+  return 0;
 }
 
-krb5_error_code KerberosCredentials::Session::GetTickets(const KerberosRequest& request) {
-  krb5_error_code code = ParseUser(context, request, &user);
-  if (code == 0) code = krb5_get_init_creds_opt_alloc(context, &options);
+krb5_error_code KerberosCredentials::Session::LogOn(const KerberosLogon& logon) {
+  krb5_error_code code = krb5_set_default_realm(context_, logon.realm.c_str());
+  if (code == 0) code = MakeClient(logon);
+  KerberosOptions options(context_);
+  if (code == 0) code = krb5_get_init_creds_opt_alloc(context_, options.Put());
   if (code != 0) return code;
-  krb5_get_init_creds_opt_set_canonicalize(options, 1);
-  krb5_creds ticket{};
-  code = krb5_get_init_creds_password(context, &ticket, user, request.password.c_str(), nullptr,
-                                      nullptr, 0, nullptr, options);
-  if (code != 0) return code;
+  krb5_get_init_creds_opt_set_canonicalize(options.get(), 1);
+  krb5_get_init_creds_opt_set_forwardable(options.get(), 0);
+  krb5_get_init_creds_opt_set_proxiable(options.get(), 0);
 
-  code = krb5_cc_new_unique(context, "MEMORY", nullptr, &tickets);
-  if (code == 0) code = krb5_cc_initialize(context, tickets, ticket.client);
-  if (code == 0) code = krb5_cc_store_cred(context, tickets, &ticket);
-  if (code == 0) {
-    code = krb5_parse_name(context, (request.service + "@" + request.realm).c_str(), &service);
+  KerberosLogonState state(context_);
+  code = krb5_init_creds_init(context_, client_.get(), nullptr, nullptr, 0, options.get(),
+                              state.Put());
+  if (code == 0) code = krb5_init_creds_set_password(context_, state.get(), logon.password.c_str());
+  if (code != 0) return code;
+  code = Converse(logon, [&](krb5_data* in, krb5_data* out, krb5_data* realm, unsigned* flags) {
+    return krb5_init_creds_step(context_, state.get(), in, out, realm, flags);
+  });
+  KerberosTicket ticket(context_);
+  if (code == 0) code = krb5_init_creds_get_creds(context_, state.get(), ticket.get());
+  if (code == 0) code = krb5_cc_new_unique(context_, "MEMORY", nullptr, cache_.Put());
+  if (code == 0) code = krb5_cc_initialize(context_, cache_.get(), ticket->client);
+  if (code == 0) code = krb5_cc_store_cred(context_, cache_.get(), ticket.get());
+  return code != 0 ? code : krb5_copy_principal(context_, ticket->client, client_.Put());
+}
+
+krb5_error_code KerberosCredentials::Session::GetServiceTicket(const KerberosLogon& logon) {
+  krb5_error_code code = KRB5KDC_ERR_S_PRINCIPAL_UNKNOWN;
+  for (const std::string& name : logon.services) {
+    code = GetTicketFor(name + "@" + logon.realm, logon);
+    if (code != KRB5KDC_ERR_S_PRINCIPAL_UNKNOWN) break;
   }
-  if (code == 0) {
-    krb5_creds wanted{};
-    wanted.client = ticket.client;
-    wanted.server = service;
-    krb5_creds* got = nullptr;
-    code = krb5_get_credentials(context, 0, tickets, &wanted, &got);
-    if (code == 0) krb5_free_creds(context, got);
-  }
-  krb5_free_cred_contents(context, &ticket);
+  return code != 0 ? code : NameCache();
+}
+
+krb5_error_code KerberosCredentials::Session::GetTicketFor(const std::string& name,
+                                                           const KerberosLogon& logon) {
+  KerberosPrincipal server(context_);
+  krb5_error_code code = krb5_parse_name(context_, name.c_str(), server.Put());
+  if (code != 0) return code;
+  krb5_creds wanted{};
+  wanted.client = client_.get();
+  wanted.server = server.get();
+  KerberosTicketState state(context_);
+  code = krb5_tkt_creds_init(context_, cache_.get(), &wanted, 0, state.Put());
+  if (code != 0) return code;
+  code = Converse(logon, [&](krb5_data* in, krb5_data* out, krb5_data* realm, unsigned* flags) {
+    return krb5_tkt_creds_step(context_, state.get(), in, out, realm, flags);
+  });
+  if (code == 0) service = name;
   return code;
+}
+
+krb5_error_code KerberosCredentials::Session::NameCache() {
+  KerberosText name(context_);
+  const krb5_error_code code = krb5_cc_get_full_name(context_, cache_.get(), name.Put());
+  if (code == 0) cacheName = name.get();
+  return code;
+}
+
+// Both kinds of request are conversations: the library says what to send until it is content.
+template <typename Step>
+krb5_error_code KerberosCredentials::Session::Converse(const KerberosLogon& logon,
+                                                       const Step& step) {
+  static_assert(KRB5_INIT_CREDS_STEP_FLAG_CONTINUE == KRB5_TKT_CREDS_STEP_FLAG_CONTINUE);
+  std::string reply;
+  for (int exchange = 0; exchange < kMostExchanges; ++exchange) {
+    krb5_data input = DataOf(reply);
+    KerberosData request(context_);
+    KerberosData realm(context_);
+    unsigned flags = 0;
+    krb5_error_code code = step(&input, request.get(), realm.get(), &flags);
+    // "Too big" is about datagrams; the request is to be sent again over TCP, as it was before.
+    if (code != 0 && code != KRB5KRB_ERR_RESPONSE_TOO_BIG) return code;
+    if (code == 0 && (flags & KRB5_INIT_CREDS_STEP_FLAG_CONTINUE) == 0) return 0;
+    code = Ask(logon, *realm.get(), *request.get(), reply);
+    if (code != 0) return code;
+    NoteError(reply);
+  }
+  return KRB5_GET_IN_TKT_LOOP;
+}
+
+// Only this server is asked. It is the centre of its own realm, which the flat name of the domain
+// stands for too; a referral elsewhere is not followed.
+krb5_error_code KerberosCredentials::Session::Ask(const KerberosLogon& logon,
+                                                  const krb5_data& realm, const krb5_data& request,
+                                                  std::string& reply) {
+  const std::string_view asked = ViewOf(realm);
+  if (!SameName(asked, logon.realm) && !SameName(asked, logon.name.domain))
+    return KRB5_REALM_UNKNOWN;
+  const Deadline deadline = std::chrono::steady_clock::now() + logon.timeLimit;
+  transportReason_.clear();
+  const FileDescriptor connection = ConnectTcp(logon.centre, deadline, transportReason_);
+  if (connection && ExchangeFramed(connection.get(), request.data, request.length, kLongestReply,
+                                   deadline, reply, transportReason_)) {
+    return 0;
+  }
+  return KRB5_KDC_UNREACH;
+}
+
+// libkrb5 keeps the typed data of errors to itself, so each reply is looked at as it comes.
+void KerberosCredentials::Session::NoteError(const std::string& reply) {
+  constexpr char kErrorTag = 0x7e;
+  status_ = 0;
+  centreError_ = 0;
+  const krb5_data data = DataOf(reply);
+  KerberosError error(context_);
+  if (reply.front() != kErrorTag || krb5_rd_error(context_, &data, error.Put()) != 0) return;
+  centreError_ = static_cast<krb5_error_code>(KRB5KDC_ERR_NONE + static_cast<long>(error->error));
+  status_ = StatusIn(ViewOf(error->e_data));
+}
+
+// Whether the name says that the user is of another domain. A flat name need not be the first part
+// of the realm, so a domain that is not known here is taken for another one.
+bool KerberosCredentials::Session::IsForeign(const KerberosLogon& logon) const {
+  const std::string_view realm = logon.realm;
+  return !logon.name.domain.empty() && !SameName(logon.name.domain, realm) &&
+         !SameName(logon.name.domain, realm.substr(0, realm.find('.')));
+}
+
+ExtendedError KerberosCredentials::Session::Describe(krb5_error_code code) const {
+  KerberosMessage message(context_);
+  *message.Put() = krb5_get_error_message(context_, code);
+  std::u16string text = u"Kerberos: " + ToUtf16(message.get());
+  if (!transportReason_.empty()) text += u" (" + ToUtf16(transportReason_) + u")";
+  return {0, text};
 }
 
 KerberosCredentials::KerberosCredentials() = default;
 KerberosCredentials::~KerberosCredentials() = default;
 
-KerberosOutcome KerberosCredentials::Acquire(const KerberosRequest& request, ExtendedError& error) {
-  session_ = std::make_unique<Session>();
-  krb5_error_code code = session_->Start(request);
-  if (code == 0) code = session_->GetTickets(request);
-  if (JudgesThePassword(code)) {
-    error = ReasonOf(code, session_->centre.status);
+KerberosOutcome KerberosCredentials::Acquire(const KerberosLogon& logon, ExtendedError& error) {
+  KerberosContext context;
+  if (MakeContext(context) != 0) {
+    error = {0, u"Kerberos cannot be used in this process."};
+    return KerberosOutcome::kUnavailable;
+  }
+  session_ = std::make_unique<Session>(std::move(context));
+
+  krb5_error_code code = session_->LogOn(logon);
+  // The library has words of its own for some failures; what the centre said counts.
+  if (code != 0 && IsRefusal(session_->centreError())) code = session_->centreError();
+  const bool unknownElsewhere =
+      code == KRB5KDC_ERR_C_PRINCIPAL_UNKNOWN && session_->IsForeign(logon);
+  if (IsRefusal(code) && !unknownElsewhere) {
+    error = LogonFailure(ReasonFor(code, session_->status()));
     return KerberosOutcome::kRefused;
   }
-  if (code != 0) {
-    const char* text = krb5_get_error_message(session_->context, code);
-    error = {0, u"Kerberos: " + ToUtf16(text)};
-    krb5_free_error_message(session_->context, text);
-    return KerberosOutcome::kNotSpoken;
-  }
-
-  char* name = nullptr;
-  if (krb5_cc_get_full_name(session_->context, session_->tickets, &name) != 0) {
-    return KerberosOutcome::kNotSpoken;
-  }
-  gss_key_value_element_desc element = {"ccache", name};
-  gss_key_value_set_desc store = {1, &element};
-  gss_OID_set_desc mechanisms = {1, kSpnegoMechanism};
-  OM_uint32 minor = 0;
-  const OM_uint32 major =
-      gss_acquire_cred_from(&minor, GSS_C_NO_NAME, GSS_C_INDEFINITE, &mechanisms, GSS_C_INITIATE,
-                            &store, credential_.out(), nullptr, nullptr);
-  krb5_free_string(session_->context, name);
-  if (!GSS_ERROR(major)) return KerberosOutcome::kAcquired;
-  error = {0, ToUtf16(GssText(major, minor, kKerberosMechanism))};
-  return KerberosOutcome::kNotSpoken;
+  if (code == 0) code = session_->GetServiceTicket(logon);
+  if (code == 0) return KerberosOutcome::kReady;
+  error = session_->Describe(code);
+  return KerberosOutcome::kUnavailable;
 }
+
+const std::string& KerberosCredentials::cacheName() const { return session_->cacheName; }
+const std::string& KerberosCredentials::service() const { return session_->service; }
 
 }  // namespace zorvan::platform::posix

@@ -1,32 +1,39 @@
-// A Kerberos credential for one service, got with a name and a password and kept in memory only.
+// Kerberos tickets for one service, got with a name and a password and held in memory.
 //
-// No configuration is read and no ticket file is written: the key distribution centre is the directory server itself, which the
-// library's own profile says, and the tickets are gone when this object is.
+// The key distribution centre is the directory server itself, spoken to by TCP at an address that
+// the caller knows already; which requests are needed is libkrb5's business. No configuration file,
+// ticket file, environment variable or DNS name has a say. The tickets are gone when the object is.
 #pragma once
 
-#include <krb5/krb5.h>
-
+#include <chrono>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "platform/directory.h"
-#include "platform/posix/gss_handles.h"
+#include "platform/posix/handles.h"
+#include "platform/posix/logon_name.h"
+#include "platform/posix/secret_text.h"
+#include "platform/posix/tcp_connector.h"
 
 namespace zorvan::platform::posix {
 
-// Whose password is tried where.
-struct KerberosRequest {
-  std::string user;      // "name", "DOMAIN\name" or "name@suffix"
-  std::string password;  // never empty
-  std::string realm;     // the server's
-  std::string server;    // name or address of the key distribution centre
-  std::string service;   // "ldap/dc1.example.test"
+enum class KerberosOutcome {
+  kReady,
+  kRefused,  // name or password are wrong or the account may not log on; error says why. Final: the
+             // centre has counted it
+  kUnavailable,  // Kerberos cannot be spoken here, and no wrong password was counted; error says
+                 // why
 };
 
-enum class KerberosOutcome {
-  kAcquired,
-  kRefused,    // the password was tried and found wrong, or the account may not log on: final
-  kNotSpoken,  // the password was not judged: another way may be tried
+struct KerberosLogon {
+  LogonName name;
+  const SecretText& password;
+  std::string realm;                  // the server's
+  std::vector<std::string> services;  // names of the service, the first that the centre knows is
+                                      // taken: "ldap/dc1.example.test"
+  SocketAddress centre;
+  std::chrono::milliseconds timeLimit;  // for each question to the centre
 };
 
 class KerberosCredentials {
@@ -36,16 +43,16 @@ class KerberosCredentials {
   KerberosCredentials(const KerberosCredentials&) = delete;
   KerberosCredentials& operator=(const KerberosCredentials&) = delete;
 
-  // On failure error tells why, with the Win32 code when the account's state is the reason.
-  KerberosOutcome Acquire(const KerberosRequest& request, ExtendedError& error);
+  // To be called once.
+  KerberosOutcome Acquire(const KerberosLogon& logon, ExtendedError& error);
 
-  // For initiating a SPNEGO context; valid while this object lives.
-  gss_cred_id_t credential() const { return credential_.get(); }
+  // The ticket cache as GSSAPI wants it named, and the service with its realm.
+  const std::string& cacheName() const;
+  const std::string& service() const;
 
  private:
-  struct Session;
+  class Session;
   std::unique_ptr<Session> session_;
-  GssCredential credential_;
 };
 
 }  // namespace zorvan::platform::posix

@@ -1,6 +1,9 @@
-// One authenticated connection to a directory server, and what the adapter needs to know of that server.
+// One authenticated connection to a directory server, and what the adapter needs to know of that
+// server.
 //
-// A connection belongs to one Platform (one call) and is reused by every bind of that call to the same server, port and identity.
+// A connection belongs to one Platform (one call) and is reused by every bind of that call to the
+// same server, port and identity. It is used by one thread at a time; any number of connections can
+// be open in as many threads.
 #pragma once
 
 #include <ldap.h>
@@ -18,54 +21,76 @@ namespace zorvan::platform::posix {
 inline constexpr std::chrono::seconds kConnectTimeout{10};
 inline constexpr std::chrono::seconds kIdleTimeout{120};
 
-// Where and as whom to connect. Texts are UTF-8. Port 636 and 3269, or kUseEncryption in flags, mean TLS from the first byte.
+// Where to connect. Texts are UTF-8. Port 636 and 3269, or kUseEncryption in flags, mean TLS from
+// the first byte.
 struct Endpoint {
   std::string host;
   std::uint16_t port = 389;
 };
 
+struct TimeLimits {
+  // For reaching the server, and again for its first answer, the TLS handshake and each question to
+  // its key distribution centre.
+  std::chrono::milliseconds connect = kConnectTimeout;
+  // For each wait in which nothing arrives.
+  std::chrono::milliseconds idle = kIdleTimeout;
+};
+
 // What the root of the server's directory says of itself (readable before authentication).
 struct ServerNames {
-  std::string dnsHostName;           // "dc1.example.test"; empty when the server does not say
-  std::string realm;                 // "EXAMPLE.TEST"; empty when the server does not say
+  std::string dnsHostName;  // "dc1.example.test"; empty when the server does not say
+  std::string realm;        // "EXAMPLE.TEST"; empty when the server does not say
   std::string defaultNamingContext;
   std::string rootDomainNamingContext;
   std::string schemaNamingContext;
   std::string configurationNamingContext;
 };
 
+// What a connection was authenticated by.
+enum class Authentication { kAnonymous, kKerberos, kNtlm, kProcessIdentity, kSimple };
+
 class LdapConnection {
  public:
-  // Connects and authenticates. On failure connection stays empty, the result says why and error holds the server's or the
-  // library's own words. An empty password with a user name is refused without asking the server.
+  // Connects and authenticates.
+  //
+  // With kSecureAuthentication the bind is GSS-SPNEGO and everything after it is signed and sealed
+  // (inside TLS it is not, since servers refuse that). Kerberos comes first; NTLM is used only
+  // where Kerberos cannot be spoken, so that a wrong password is tried once. No user name means the
+  // Kerberos identity of the process. Without kSecureAuthentication it is a simple bind, anonymous
+  // without a user name, and a password is sent inside TLS only. An empty password with a user name
+  // is refused without asking the server.
+  //
+  // On failure connection stays empty and error has the reason: kServerDown for a host that is
+  // unknown, refuses, keeps silent or fails the TLS handshake; kLogonFailure with the Win32 code of
+  // the reason (1331: disabled) for a refused logon.
   static HResult Open(const Endpoint& endpoint, const Credentials& credentials, std::uint32_t flags,
-                      std::unique_ptr<LdapConnection>& connection, ExtendedError& error);
+                      std::unique_ptr<LdapConnection>& connection, ExtendedError& error,
+                      const TimeLimits& limits = {});
   ~LdapConnection();
 
   LdapConnection(const LdapConnection&) = delete;
   LdapConnection& operator=(const LdapConnection&) = delete;
 
+  // For sending requests and reading messages. Answers must be awaited with AwaitMessage: a request
+  // may still be queued here, and the library's own waiting knows neither the queue nor the time
+  // limit.
   LDAP* handle() const;
   const ServerNames& names() const;
+  Authentication authentication() const;
 
-  // Waits for the next message of a request (messageId, or LDAP_RES_ANY); gives up after kIdleTimeout without one. all is
-  // LDAP_MSG_ONE, LDAP_MSG_ALL or LDAP_MSG_RECEIVED. The caller frees the message with ldap_msgfree.
+  // Waits for the next message of a request (messageId, or LDAP_RES_ANY); gives up when nothing
+  // arrives within the idle limit. all is LDAP_MSG_ONE, LDAP_MSG_ALL or LDAP_MSG_RECEIVED. The
+  // caller frees the message with ldap_msgfree.
   HResult AwaitMessage(int messageId, int all, LDAPMessage*& message);
 
-  // True once the transport has failed: every later request would fail, so the connection is not offered for reuse.
+  // True once the transport has failed: every later request would fail, so the connection is not
+  // offered for reuse.
   bool broken() const;
 
  private:
+  class Opening;
   struct State;
   explicit LdapConnection(std::unique_ptr<State> state);
-
-  HResult ReadServerNames();
-  HResult Bind(const Credentials& credentials, std::uint32_t flags, ExtendedError& error);
-  HResult BindAsProcess(ExtendedError& error);
-  HResult BindSecurely(const std::string& user, const std::string& password, ExtendedError& error);
-  HResult BindSimply(const std::string& user, const std::string& password, ExtendedError& error);
-  std::string KerberosTarget() const;
-
   std::unique_ptr<State> state_;
 };
 

@@ -3,8 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <cstdint>
 
+#include "platform/posix/handles.h"
+#include "platform/posix/logon_failure.h"
 #include "platform/posix/unicode.h"
 
 namespace zorvan::platform::posix {
@@ -15,12 +16,18 @@ struct Mapping {
   Win32Code win32;
 };
 
-// ERROR_DS_* and their like, as the directory's own client gives them.
+// Directory servers send these; LDAPv3 has no name for the first.
+constexpr int kResultsTooLarge = 70;
+constexpr int kAffectsMultipleServers = 71;
+
 constexpr std::array kMappings{
+    Mapping{LDAP_SUCCESS, 0},
     Mapping{LDAP_OPERATIONS_ERROR, 0x2020},
     Mapping{LDAP_PROTOCOL_ERROR, 0x2021},
     Mapping{LDAP_TIMELIMIT_EXCEEDED, 0x2022},
     Mapping{LDAP_SIZELIMIT_EXCEEDED, 0x2023},
+    Mapping{LDAP_COMPARE_FALSE, 0x2025},
+    Mapping{LDAP_COMPARE_TRUE, 0x2026},
     Mapping{LDAP_AUTH_METHOD_NOT_SUPPORTED, 0x2027},
     Mapping{LDAP_STRONG_AUTH_REQUIRED, 0x2028},
     Mapping{LDAP_PARTIAL_RESULTS, 0x00EA},
@@ -37,75 +44,97 @@ constexpr std::array kMappings{
     Mapping{LDAP_NO_SUCH_OBJECT, 0x2030},
     Mapping{LDAP_ALIAS_PROBLEM, 0x2031},
     Mapping{LDAP_INVALID_DN_SYNTAX, 0x2032},
+    Mapping{LDAP_IS_LEAF, 0x2033},
+    Mapping{LDAP_ALIAS_DEREF_PROBLEM, 0x2034},
     Mapping{LDAP_INAPPROPRIATE_AUTH, 0x2029},
     Mapping{LDAP_INVALID_CREDENTIALS, 0x052E},
     Mapping{LDAP_INSUFFICIENT_ACCESS, 0x0005},
     Mapping{LDAP_BUSY, 0x200E},
     Mapping{LDAP_UNAVAILABLE, 0x200F},
     Mapping{LDAP_UNWILLING_TO_PERFORM, 0x2035},
+    Mapping{LDAP_LOOP_DETECT, 0x2036},
     Mapping{LDAP_NAMING_VIOLATION, 0x2037},
     Mapping{LDAP_OBJECT_CLASS_VIOLATION, 0x2014},
     Mapping{LDAP_NOT_ALLOWED_ON_NONLEAF, 0x2015},
     Mapping{LDAP_NOT_ALLOWED_ON_RDN, 0x2016},
     Mapping{LDAP_ALREADY_EXISTS, 0x1392},
     Mapping{LDAP_NO_OBJECT_CLASS_MODS, 0x2017},
+    Mapping{kResultsTooLarge, 0x2038},
+    Mapping{kAffectsMultipleServers, 0x2039},
+    Mapping{LDAP_OTHER, 0x001F},
+    // The library's own.
     Mapping{LDAP_SERVER_DOWN, 0x203A},
-    Mapping{LDAP_CONNECT_ERROR, 0x203A},
+    Mapping{LDAP_LOCAL_ERROR, 0x203B},
+    Mapping{LDAP_ENCODING_ERROR, 0x203C},
+    Mapping{LDAP_DECODING_ERROR, 0x203D},
     Mapping{LDAP_TIMEOUT, 0x05B4},
+    Mapping{LDAP_AUTH_UNKNOWN, 0x202A},
     Mapping{LDAP_FILTER_ERROR, 0x203E},
     Mapping{LDAP_USER_CANCELLED, 0x04C7},
+    Mapping{LDAP_PARAM_ERROR, 0x203F},
+    Mapping{LDAP_NO_MEMORY, 0x0008},
+    Mapping{LDAP_CONNECT_ERROR, 0x04C9},
+    Mapping{LDAP_NOT_SUPPORTED, 0x2040},
+    Mapping{LDAP_CONTROL_NOT_FOUND, 0x2042},
+    Mapping{LDAP_NO_RESULTS_RETURNED, 0x2041},
+    Mapping{LDAP_MORE_RESULTS_TO_RETURN, 0x00EA},
+    Mapping{LDAP_CLIENT_LOOP, 0x2043},
+    Mapping{LDAP_REFERRAL_LIMIT_EXCEEDED, 0x2044},
 };
 
-constexpr Win32Code kGenericFailure = 0x2020;  // ERROR_DS_OPERATIONS_ERROR
-
-// Codes that say no more than that something went wrong.
-bool IsVague(int resultCode) {
-  return resultCode == LDAP_OPERATIONS_ERROR || resultCode == LDAP_UNWILLING_TO_PERFORM ||
-         resultCode == LDAP_OTHER;
+Win32Code Win32FromLdap(int resultCode) {
+  const auto* found = std::ranges::find(kMappings, resultCode, &Mapping::ldap);
+  constexpr Win32Code kGeneralFailure = 0x001F;
+  return found == kMappings.end() ? kGeneralFailure : found->win32;
 }
 
-// The directory begins its diagnostic text with a Win32 code of eight hexadecimal digits and a colon.
-Win32Code CodeInText(std::string_view diagnostic) {
+// The directory begins its text with a code in eight hexadecimal digits: a Win32 code, or an
+// HRESULT of the security interface, which is none.
+Win32Code CodeInFront(std::string_view diagnostic) {
   constexpr std::size_t kDigits = 8;
+  constexpr Win32Code kLargest = 0xFFFF;
   if (diagnostic.size() <= kDigits || diagnostic[kDigits] != ':') return 0;
   Win32Code code = 0;
-  const auto parsed = std::from_chars(diagnostic.data(), diagnostic.data() + kDigits, code, 16);
-  return parsed.ptr == diagnostic.data() + kDigits ? code : 0;
+  const char* end = diagnostic.data() + kDigits;
+  return std::from_chars(diagnostic.data(), end, code, 16).ptr == end && code <= kLargest ? code
+                                                                                          : 0;
+}
+
+std::u16string TextOf(int resultCode, std::string_view diagnostic) {
+  while (!diagnostic.empty() && (diagnostic.back() == '\n' || diagnostic.back() == '\0')) {
+    diagnostic.remove_suffix(1);
+  }
+  return ToUtf16(diagnostic.empty() ? ldap_err2string(resultCode) : diagnostic);
 }
 
 }  // namespace
 
-HResult HResultFromLdap(int resultCode, std::string_view diagnostic) {
-  if (resultCode == LDAP_SUCCESS) return kOk;
-  if (IsVague(resultCode)) {
-    if (const Win32Code code = CodeInText(diagnostic); code != 0) return HResultFromWin32(code);
+HResult HResultFromLdap(int resultCode, std::string_view /*diagnostic*/) {
+  return HResultFromWin32(Win32FromLdap(resultCode));
+}
+
+ExtendedError ExtendedErrorFromLdap(int resultCode, std::string_view diagnostic) {
+  if (resultCode == LDAP_INVALID_CREDENTIALS) {
+    const Win32Code reason = LogonFailureFromDiagnostic(diagnostic);
+    return LogonFailure(reason == 0 ? kLogonFailureCode : reason);
   }
-  const auto* found = std::find_if(kMappings.begin(), kMappings.end(),
-                                   [&](const Mapping& mapping) { return mapping.ldap == resultCode; });
-  return HResultFromWin32(found == kMappings.end() ? kGenericFailure : found->win32);
+  const Win32Code told = CodeInFront(diagnostic);
+  return {told == 0 ? Win32FromLdap(resultCode) : told, TextOf(resultCode, diagnostic)};
 }
 
 HResult ResultOf(LDAP* handle, LDAPMessage* message, ExtendedError& error) {
   int code = LDAP_SUCCESS;
-  char* diagnostic = nullptr;
+  LdapText diagnostic;
   if (message != nullptr) {
     const int parsed =
-        ldap_parse_result(handle, message, &code, nullptr, &diagnostic, nullptr, nullptr, 0);
+        ldap_parse_result(handle, message, &code, nullptr, diagnostic.Put(), nullptr, nullptr, 0);
     if (parsed != LDAP_SUCCESS) code = parsed;
   } else {
     ldap_get_option(handle, LDAP_OPT_RESULT_CODE, &code);
-    ldap_get_option(handle, LDAP_OPT_DIAGNOSTIC_MESSAGE, &diagnostic);
+    ldap_get_option(handle, LDAP_OPT_DIAGNOSTIC_MESSAGE, diagnostic.Put());
   }
-  const std::string_view text = diagnostic == nullptr ? std::string_view() : diagnostic;
-  const HResult result = HResultFromLdap(code, text);
-  if (Failed(result)) {
-    error.code = CodeInText(text);
-    error.text = ToUtf16(text.empty() ? std::string_view(ldap_err2string(code)) : text);
-    while (!error.text.empty() && (error.text.back() == u'\n' || error.text.back() == u'\0')) {
-      error.text.pop_back();
-    }
-  }
-  ldap_memfree(diagnostic);
+  const HResult result = HResultFromLdap(code, {});
+  if (Failed(result)) error = ExtendedErrorFromLdap(code, diagnostic ? diagnostic.get() : "");
   return result;
 }
 

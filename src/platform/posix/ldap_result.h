@@ -10,11 +10,16 @@
 
 namespace zorvan::platform::posix {
 
-// The HResult for an LDAP result code and the diagnostic text that came with it (may be empty). The code decides; where it says
-// no more than "operations error", "unwilling" or "other", a Win32 code in the text ("0000202B: ...") is taken instead.
+// The HResult for an LDAP result code, the library's own (negative) ones included. The code alone
+// decides, as on the platform; what a server adds in the text is for ExtendedError.
 HResult HResultFromLdap(int resultCode, std::string_view diagnostic);
 
-// Reads result code and diagnostic text of a finished request (or the handle's last error when message is null).
+// Reads the result of a finished request (or the handle's last error when message is null). On
+// failure error has the diagnostic text and the Win32 code that it names: the reason of a refused
+// logon, the code in front ("0000202B: ..."), or else that of the result itself.
 HResult ResultOf(LDAP* handle, LDAPMessage* message, ExtendedError& error);
+
+// What ResultOf puts into error.
+ExtendedError ExtendedErrorFromLdap(int resultCode, std::string_view diagnostic);
 
 }  // namespace zorvan::platform::posix

@@ -1,107 +1,196 @@
 #include "platform/posix/spnego_bind.h"
 
+#include <gssapi/gssapi_ext.h>
 #include <gssapi/gssapi_krb5.h>
-#include <ldap.h>
 
-#include <memory>
-#include <utility>
-
-#include "platform/posix/ldap_result.h"
-#include "platform/posix/sealed_transport.h"
-#include "platform/posix/unicode.h"
+#include "platform/posix/logon_failure.h"
 
 namespace zorvan::platform::posix {
 namespace {
 
-constexpr const char* kSaslMechanism = "GSS-SPNEGO";
+// More legs than any mechanism takes.
 constexpr int kMostLegs = 10;
-constexpr OM_uint32 kMutual = GSS_C_MUTUAL_FLAG | GSS_C_REPLAY_FLAG | GSS_C_SEQUENCE_FLAG;
-constexpr OM_uint32 kProtection = GSS_C_CONF_FLAG | GSS_C_INTEG_FLAG;
-constexpr HResult kNoCredentials = MakeHResult(0x8009030EU);  // SEC_E_NO_CREDENTIALS
 
-struct FreeBerval {
-  void operator()(berval* value) const { ber_bvfree(value); }
-};
-using ServerToken = std::unique_ptr<berval, FreeBerval>;
+gss_OID_desc spnegoMechanism{6, const_cast<char*>("\x2b\x06\x01\x05\x05\x02")};
+gss_OID_desc kerberosMechanism{9, const_cast<char*>("\x2a\x86\x48\x86\xf7\x12\x01\x02\x02")};
+gss_OID_desc ntlmMechanism{10, const_cast<char*>("\x2b\x06\x01\x04\x01\x82\x37\x02\x02\x0a")};
 
-struct FreeMessage {
-  void operator()(LDAPMessage* message) const { ldap_msgfree(message); }
-};
-
-GssName ImportTarget(const SpnegoRequest& request) {
-  GssName name;
-  gss_buffer_desc text = {request.target.size(), const_cast<char*>(request.target.data())};
-  OM_uint32 minor = 0;
-  gss_OID const type = request.targetIsPrincipal ? const_cast<gss_OID>(GSS_KRB5_NT_PRINCIPAL_NAME)
-                                                 : GSS_C_NT_HOSTBASED_SERVICE;
-  gss_import_name(&minor, &text, type, name.out());
-  return name;
+gss_buffer_desc BufferOf(std::string_view bytes) {
+  return {bytes.size(), const_cast<char*>(bytes.data())};
 }
 
-// Sends one token and waits for the answer: LDAP_SUCCESS, LDAP_SASL_BIND_IN_PROGRESS, or why not.
-HResult ExchangeToken(LdapConnection& connection, const GssBuffer& token, int& state,
-                      ServerToken& answer, ExtendedError& error) {
-  berval sent = {token.size(), static_cast<char*>(token.data())};
-  int messageId = 0;
-  state = ldap_sasl_bind(connection.handle(), "", kSaslMechanism, &sent, nullptr, nullptr, &messageId);
-  if (state != LDAP_SUCCESS) return ResultOf(connection.handle(), nullptr, error);
-  LDAPMessage* received = nullptr;
-  const HResult waited = connection.AwaitMessage(messageId, LDAP_MSG_ALL, received);
-  const std::unique_ptr<LDAPMessage, FreeMessage> message(received);
-  if (Failed(waited)) {
-    error = {0, u"the server does not answer the bind"};
-    return waited;
+void AppendStatus(std::string& text, OM_uint32 status, int kind, gss_OID mechanism) {
+  OM_uint32 more = 0;
+  do {
+    OM_uint32 minor = 0;
+    GssBuffer message;
+    if (GSS_ERROR(gss_display_status(&minor, status, kind, mechanism, &more, message.Put())))
+      return;
+    if (!text.empty()) text += "; ";
+    text.append(static_cast<const char*>(message.data()), message.size());
+  } while (more != 0);
+}
+
+ExtendedError GssError(OM_uint32 major, OM_uint32 minor, gss_OID mechanism) {
+  std::string text;
+  AppendStatus(text, major, GSS_C_GSS_CODE, GSS_C_NO_OID);
+  if (minor != 0) AppendStatus(text, minor, GSS_C_MECH_CODE, mechanism);
+  return {kLogonFailureCode, ToUtf16(text)};
+}
+
+SpnegoOutcome FailedHere(OM_uint32 major, OM_uint32 minor, gss_OID mechanism,
+                         ExtendedError& error) {
+  error = GssError(major, minor, mechanism);
+  return {.result = kLogonFailure, .nothingSent = true, .context = {}};
+}
+
+// The two ends of a security context in the making.
+struct Negotiation {
+  gss_cred_id_t credential;
+  gss_OID mechanism;
+  const GssName& target;
+  MessageLayers layers;
+};
+
+OM_uint32 RequiredFlags(MessageLayers layers) {
+  constexpr OM_uint32 kProtection =
+      GSS_C_CONF_FLAG | GSS_C_INTEG_FLAG | GSS_C_REPLAY_FLAG | GSS_C_SEQUENCE_FLAG;
+  return GSS_C_MUTUAL_FLAG | (layers == MessageLayers::kSignedAndSealed ? kProtection : 0U);
+}
+
+// Takes turns with the server until both are content. The server must have proved itself and agreed
+// to the layers.
+SpnegoOutcome Negotiate(const Negotiation& with, const BindExchange& exchange,
+                        ExtendedError& error) {
+  const OM_uint32 required = RequiredFlags(with.layers);
+  SpnegoOutcome outcome;
+  BindAnswer answer;
+  OM_uint32 agreed = 0;
+  OM_uint32 major = GSS_S_CONTINUE_NEEDED;
+  for (int leg = 0; leg < kMostLegs; ++leg) {
+    OM_uint32 minor = 0;
+    GssBuffer token;
+    if (major == GSS_S_CONTINUE_NEEDED) {
+      const berval* received = answer.token.get();
+      gss_buffer_desc input{received == nullptr ? 0 : received->bv_len,
+                            received == nullptr ? nullptr : received->bv_val};
+      major = gss_init_sec_context(
+          &minor, with.credential, outcome.context.InOut(), with.target.get(), with.mechanism,
+          required, 0, GSS_C_NO_CHANNEL_BINDINGS, &input, nullptr, token.Put(), &agreed, nullptr);
+      if (GSS_ERROR(major)) {
+        error = GssError(major, minor, with.mechanism);
+        return {.result = kLogonFailure, .nothingSent = leg == 0, .context = {}};
+      }
+    }
+    if (answer.complete) break;
+    outcome.result =
+        exchange({static_cast<const char*>(token.data()), token.size()}, answer, error);
+    if (Failed(outcome.result)) return outcome;
+    if (answer.complete && major == GSS_S_COMPLETE) break;
   }
-  berval* credentials = nullptr;
-  ldap_parse_sasl_bind_result(connection.handle(), received, &credentials, 0);
-  answer.reset(credentials);
-  ldap_parse_result(connection.handle(), received, &state, nullptr, nullptr, nullptr, nullptr, 0);
-  if (state == LDAP_SUCCESS || state == LDAP_SASL_BIND_IN_PROGRESS) return kOk;
-  return ResultOf(connection.handle(), received, error);
+  constexpr OM_uint32 kMustHave = GSS_C_CONF_FLAG | GSS_C_INTEG_FLAG;
+  const bool agreedOnLayers =
+      with.layers == MessageLayers::kNone || (agreed & kMustHave) == kMustHave;
+  if (!answer.complete || major != GSS_S_COMPLETE || !agreedOnLayers) {
+    error = {kLogonFailureCode, u"The server did not finish the secure bind as it was asked to."};
+    outcome.result = kLogonFailure;
+  }
+  return outcome;
+}
+
+// SPNEGO shall offer Kerberos and nothing else; without layers it must not ask for integrity on its
+// own.
+OM_uint32 RestrictToKerberos(GssCredential& credential, MessageLayers layers, OM_uint32& minor) {
+  gss_OID_set_desc kerberosOnly{1, &kerberosMechanism};
+  const OM_uint32 major = gss_set_neg_mechs(&minor, credential.get(), &kerberosOnly);
+  if (GSS_ERROR(major) || layers == MessageLayers::kSignedAndSealed) return major;
+  gss_buffer_desc nothing = GSS_C_EMPTY_BUFFER;
+  return gss_set_cred_option(&minor, credential.InOut(),
+                             const_cast<gss_OID>(GSS_KRB5_CRED_NO_CI_FLAGS_X), &nothing);
+}
+
+SpnegoOutcome BindWithKerberos(GssCredential& credential, const std::string& service,
+                               MessageLayers layers, const BindExchange& exchange,
+                               ExtendedError& error) {
+  OM_uint32 minor = 0;
+  OM_uint32 major = RestrictToKerberos(credential, layers, minor);
+  GssName target;
+  gss_buffer_desc name = BufferOf(service);
+  if (!GSS_ERROR(major)) {
+    major = gss_import_name(&minor, &name, const_cast<gss_OID>(GSS_KRB5_NT_PRINCIPAL_NAME),
+                            target.Put());
+  }
+  if (GSS_ERROR(major)) return FailedHere(major, minor, &kerberosMechanism, error);
+  return Negotiate({credential.get(), &spnegoMechanism, target, layers}, exchange, error);
 }
 
 }  // namespace
 
-HResult SpnegoBind(LdapConnection& connection, const SpnegoRequest& request, ExtendedError& error) {
-  const GssName target = ImportTarget(request);
-  const OM_uint32 wanted = kMutual | (request.protect ? kProtection : 0U);
-  GssContext context;
-  ServerToken answer;
-  OM_uint32 agreed = 0;
-  OM_uint32 major = GSS_S_CONTINUE_NEEDED;
-  int state = LDAP_SASL_BIND_IN_PROGRESS;
-  for (int leg = 0; leg < kMostLegs; ++leg) {
-    gss_buffer_desc input = {answer ? answer->bv_len : 0, answer ? answer->bv_val : nullptr};
-    GssBuffer output;
-    OM_uint32 minor = 0;
-    if (major == GSS_S_CONTINUE_NEEDED) {
-      major = gss_init_sec_context(&minor, request.credential, context.out(), target.get(),
-                                   request.mechanism, wanted, 0, GSS_C_NO_CHANNEL_BINDINGS, &input,
-                                   nullptr, output.out(), &agreed, nullptr);
-    }
-    if (GSS_ERROR(major)) {
-      error = {0, ToUtf16(GssText(major, minor, request.mechanism))};
-      return GSS_ROUTINE_ERROR(major) == GSS_S_NO_CRED ? kNoCredentials : kLogonFailure;
-    }
-    if (state == LDAP_SUCCESS) break;
-    const HResult result = ExchangeToken(connection, output, state, answer, error);
-    if (Failed(result)) return result;
-    const bool hasAnswer = answer != nullptr && answer->bv_len > 0;
-    if (state == LDAP_SUCCESS && (major == GSS_S_COMPLETE || !hasAnswer)) break;
-  }
+SpnegoOutcome BindWithTicket(const KerberosCredentials& credentials, const BindExchange& exchange,
+                             ExtendedError& error) {
+  gss_key_value_element_desc cache{"ccache", credentials.cacheName().c_str()};
+  const gss_key_value_set_desc store{1, &cache};
+  gss_OID_set_desc spnego{1, &spnegoMechanism};
+  GssCredential credential;
+  OM_uint32 minor = 0;
+  const OM_uint32 major =
+      gss_acquire_cred_from(&minor, GSS_C_NO_NAME, GSS_C_INDEFINITE, &spnego, GSS_C_INITIATE,
+                            &store, credential.Put(), nullptr, nullptr);
+  if (GSS_ERROR(major)) return FailedHere(major, minor, &kerberosMechanism, error);
+  return BindWithKerberos(credential, credentials.service(), MessageLayers::kSignedAndSealed,
+                          exchange, error);
+}
 
-  if (state != LDAP_SUCCESS || major != GSS_S_COMPLETE) {
-    error = {0, u"the server ended the bind before the two sides were done"};
-    return kLogonFailure;
+SpnegoOutcome BindAsProcess(const std::vector<std::string>& services, const std::string& realm,
+                            MessageLayers layers, const BindExchange& exchange,
+                            ExtendedError& error) {
+  constexpr Win32Code kNoSuchLogonSession = 1312;
+  gss_OID_set_desc spnego{1, &spnegoMechanism};
+  GssCredential credential;
+  OM_uint32 minor = 0;
+  const OM_uint32 major = gss_acquire_cred(&minor, GSS_C_NO_NAME, GSS_C_INDEFINITE, &spnego,
+                                           GSS_C_INITIATE, credential.Put(), nullptr, nullptr);
+  SpnegoOutcome outcome;
+  if (GSS_ERROR(major)) {
+    outcome = FailedHere(major, minor, &kerberosMechanism, error);
+  } else {
+    for (const std::string& service : services) {
+      const std::string name = realm.empty() ? service : service + "@" + realm;
+      outcome = BindWithKerberos(credential, name, layers, exchange, error);
+      if (!outcome.nothingSent) return outcome;
+    }
   }
-  if (!request.protect) return kOk;
-  if ((agreed & kProtection) != kProtection) {
-    error = {0, u"signing and sealing could not be agreed on"};
-    return HResultFromLdap(LDAP_CONFIDENTIALITY_REQUIRED, {});
+  error.code = kNoSuchLogonSession;
+  error.text.insert(0, u"This process has no Kerberos identity for the server: ");
+  return outcome;
+}
+
+SpnegoOutcome BindWithNtlm(const LogonName& name, const SecretText& password,
+                           const std::string& host, const BindExchange& exchange,
+                           ExtendedError& error) {
+  // The mechanism would split a principal name at its "@"; the server is to look it up whole.
+  const std::string account = name.domain + "\\" + name.user;
+  gss_buffer_desc accountText = BufferOf(account);
+  gss_buffer_desc passwordText = BufferOf({password.c_str(), password.size()});
+  gss_OID_set_desc ntlm{1, &ntlmMechanism};
+  GssName user;
+  GssCredential credential;
+  OM_uint32 minor = 0;
+  OM_uint32 major = gss_import_name(&minor, &accountText, GSS_C_NT_USER_NAME, user.Put());
+  if (!GSS_ERROR(major)) {
+    major =
+        gss_acquire_cred_with_password(&minor, user.get(), &passwordText, GSS_C_INDEFINITE, &ntlm,
+                                       GSS_C_INITIATE, credential.Put(), nullptr, nullptr);
   }
-  Sockbuf* socket = nullptr;
-  ldap_get_option(connection.handle(), LDAP_OPT_SOCKBUF, &socket);
-  return InstallSealedTransport(socket, std::move(context), true) ? kOk : kUnexpected;
+  GssName target;
+  const std::string service = "ldap@" + host;
+  gss_buffer_desc serviceText = BufferOf(service);
+  if (!GSS_ERROR(major)) {
+    major = gss_import_name(&minor, &serviceText, GSS_C_NT_HOSTBASED_SERVICE, target.Put());
+  }
+  if (GSS_ERROR(major)) return FailedHere(major, minor, &ntlmMechanism, error);
+  return Negotiate({credential.get(), &ntlmMechanism, target, MessageLayers::kSignedAndSealed},
+                   exchange, error);
 }
 
 }  // namespace zorvan::platform::posix

@@ -1,25 +1,55 @@
-// The SASL bind GSS-SPNEGO, leg by leg, with the credential of the connection.
+// The secure bind: what is said between GSSAPI and the server in a bind of the SASL mechanism
+// GSS-SPNEGO.
+//
+// Kerberos travels in SPNEGO, NTLM as it is, which the mechanism allows and which keeps the library
+// from trying anything else. Which of them to use, and when to give up, is the caller's decision.
 #pragma once
 
-#include <gssapi/gssapi.h>
-
+#include <functional>
 #include <string>
+#include <string_view>
+#include <vector>
 
-#include "platform/posix/gss_handles.h"
-#include "platform/posix/ldap_connection.h"
+#include "platform/directory.h"
+#include "platform/posix/handles.h"
+#include "platform/posix/kerberos_credentials.h"
+#include "platform/posix/logon_name.h"
+#include "platform/posix/secret_text.h"
 
 namespace zorvan::platform::posix {
 
-// What is spoken to whom.
-struct SpnegoRequest {
-  gss_cred_id_t credential = GSS_C_NO_CREDENTIAL;  // none: the process's own
-  gss_OID mechanism;      // kSpnegoMechanism, or kNtlmMechanism for its tokens without a wrapping
-  std::string target;     // "ldap/host@REALM", or "ldap@host" for NTLM
-  bool targetIsPrincipal;
-  bool protect = true;  // sign and seal what follows; not inside TLS
+// What the server answered to a bind request that it did not refuse.
+struct BindAnswer {
+  bool complete = false;  // false: the server waits for the next token
+  BerValue token;         // empty when it sent none
 };
 
-// Authenticates the connection and, when asked to protect, puts the sealed transport under it. error tells why not.
-HResult SpnegoBind(LdapConnection& connection, const SpnegoRequest& request, ExtendedError& error);
+// Sends a token in a bind request and waits for the answer. A refusal is a failure, with error.
+using BindExchange =
+    std::function<HResult(std::string_view token, BindAnswer& answer, ExtendedError& error)>;
+
+// Whether everything after the bind is signed and sealed. Servers refuse that inside TLS.
+enum class MessageLayers { kNone, kSignedAndSealed };
+
+struct SpnegoOutcome {
+  HResult result = kOk;
+  bool nothingSent = false;  // failed on this side, before the server heard of it
+  GssContext context;        // on success; protects the messages to come when layers were asked for
+};
+
+// With a ticket of an explicit logon, signed and sealed.
+SpnegoOutcome BindWithTicket(const KerberosCredentials& credentials, const BindExchange& exchange,
+                             ExtendedError& error);
+
+// With the identity of the process, its ticket cache and Kerberos configuration. The first of the
+// service names ("ldap/dc1.example.test") that its realm knows is used; realm may be empty.
+SpnegoOutcome BindAsProcess(const std::vector<std::string>& services, const std::string& realm,
+                            MessageLayers layers, const BindExchange& exchange,
+                            ExtendedError& error);
+
+// With a name and a password by NTLM, signed and sealed.
+SpnegoOutcome BindWithNtlm(const LogonName& name, const SecretText& password,
+                           const std::string& host, const BindExchange& exchange,
+                           ExtendedError& error);
 
 }  // namespace zorvan::platform::posix

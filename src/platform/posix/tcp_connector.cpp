@@ -1,108 +1,265 @@
 #include "platform/posix/tcp_connector.h"
 
-#include <fcntl.h>
-#include <netdb.h>
-#include <netinet/in.h>
+#include <arpa/inet.h>
 #include <netinet/tcp.h>
 #include <poll.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
+#include <cstring>
 #include <memory>
 #include <system_error>
-#include <utility>
+#include <vector>
 
 namespace zorvan::platform::posix {
 namespace {
 
 using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
 
-struct FreeAddresses {
-  void operator()(addrinfo* addresses) const { freeaddrinfo(addresses); }
-};
-using Addresses = std::unique_ptr<addrinfo, FreeAddresses>;
+constexpr milliseconds kNextAddressAfter{250};
+
+// A dead peer is found out after about three minutes of silence on an idle connection.
+constexpr int kKeepAliveIdleSeconds = 90;
+constexpr int kKeepAliveIntervalSeconds = 15;
+constexpr int kKeepAliveProbes = 6;
 
 std::string ErrorText(int error) { return std::generic_category().message(error); }
 
-Addresses Resolve(const std::string& host, std::uint16_t port, std::string& reason) {
+int MillisecondsUntil(Deadline deadline) {
+  const auto left = std::chrono::ceil<milliseconds>(deadline - Clock::now()).count();
+  return static_cast<int>(std::clamp<milliseconds::rep>(left, 0, 24 * 3600 * 1000));
+}
+
+void SetOption(int descriptor, int level, int option, int value) {
+  setsockopt(descriptor, level, option, &value, sizeof value);
+}
+
+// What the resolver works on, in memory that stays while it does.
+struct Lookup {
+  std::string host;
+  std::string port;
   addrinfo hints{};
-  hints.ai_socktype = SOCK_STREAM;
-  hints.ai_flags = AI_NUMERICSERV;
-  addrinfo* found = nullptr;
-  const int result = getaddrinfo(host.c_str(), std::to_string(port).c_str(), &hints, &found);
-  if (result != 0) reason = "the host " + host + " is unknown: " + gai_strerror(result);
-  return Addresses(result == 0 ? found : nullptr);
+  gaicb request{};
+};
+
+std::string ResolverText(int error) {
+  return error == EAI_SYSTEM ? ErrorText(errno) : gai_strerror(error);
 }
 
-int MillisecondsUntil(Clock::time_point deadline) {
-  const auto left =
-      std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
-  return static_cast<int>(std::max<std::chrono::milliseconds::rep>(left, 0));
+// Waits for a look-up that is under way. EAI_AGAIN when the deadline passes.
+int AwaitLookup(gaicb* request, Deadline deadline) {
+  int result = gai_error(request);
+  while (result == EAI_INPROGRESS) {
+    const int left = MillisecondsUntil(deadline);
+    if (left == 0) return EAI_AGAIN;
+    const timespec limit{left / 1000, left % 1000 * 1000000L};
+    gai_suspend(&request, 1, &limit);
+    result = gai_error(request);
+  }
+  return result;
 }
 
-// Zero, or the error of the connection attempt; ETIMEDOUT when the deadline passes first.
-int FinishConnecting(int descriptor, Clock::time_point deadline) {
-  pollfd waiting{descriptor, POLLOUT, 0};
-  int ready = 0;
-  do {
-    ready = poll(&waiting, 1, MillisecondsUntil(deadline));
-  } while (ready < 0 && errno == EINTR);
-  if (ready == 0) return ETIMEDOUT;
-  if (ready < 0) return errno;
-  int error = 0;
-  socklen_t size = sizeof error;
-  getsockopt(descriptor, SOL_SOCKET, SO_ERROR, &error, &size);
-  return error;
-}
+// A silent name server holds getaddrinfo for longer than any connection may take, so names are
+// looked up by a thread of the system's that can be left behind. Addresses need none.
+AddressList Resolve(const std::string& host, const std::string& port, Deadline deadline,
+                    std::string& reason) {
+  auto lookup = std::make_unique<Lookup>();
+  lookup->host = host;
+  lookup->port = port;
+  lookup->hints.ai_socktype = SOCK_STREAM;
+  lookup->hints.ai_flags = AI_NUMERICSERV | AI_NUMERICHOST;
+  AddressList addresses;
+  if (getaddrinfo(host.c_str(), port.c_str(), &lookup->hints, addresses.Put()) == 0)
+    return addresses;
 
-void SetOptions(int descriptor) {
-  const int on = 1;
-  const int idleSeconds = 60;
-  setsockopt(descriptor, SOL_SOCKET, SO_KEEPALIVE, &on, sizeof on);
-  setsockopt(descriptor, IPPROTO_TCP, TCP_KEEPIDLE, &idleSeconds, sizeof idleSeconds);
-  setsockopt(descriptor, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-  fcntl(descriptor, F_SETFL, fcntl(descriptor, F_GETFL) & ~O_NONBLOCK);
-}
-
-Socket ConnectTo(const addrinfo& address, Clock::time_point deadline, int& error) {
-  Socket socket(::socket(address.ai_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-  if (!socket) {
-    error = errno;
+  lookup->hints.ai_flags = AI_NUMERICSERV;
+  lookup->request.ar_name = lookup->host.c_str();
+  lookup->request.ar_service = lookup->port.c_str();
+  lookup->request.ar_request = &lookup->hints;
+  gaicb* request = &lookup->request;
+  int result = getaddrinfo_a(GAI_NOWAIT, &request, 1, nullptr);
+  if (result == 0) result = AwaitLookup(request, deadline);
+  if (gai_error(request) == EAI_INPROGRESS && gai_cancel(request) == EAI_NOTCANCELED) {
+    [[maybe_unused]] const Lookup* leftToTheResolver = lookup.release();
+    reason = "the name servers do not answer within the time limit";
     return {};
   }
-  error = connect(socket.get(), address.ai_addr, address.ai_addrlen) == 0 ? 0 : errno;
-  if (error == EINPROGRESS) error = FinishConnecting(socket.get(), deadline);
-  if (error != 0) return {};
-  SetOptions(socket.get());
-  return socket;
+  if (result != 0) reason = ResolverText(result);
+  return AddressList(result == 0 ? request->ar_result : nullptr);
+}
+
+// Several connection attempts under way; the first that succeeds wins.
+class Attempts {
+ public:
+  // Starts connecting to one more address.
+  void Start(const sockaddr* address, socklen_t size) {
+    FileDescriptor descriptor(
+        socket(address->sa_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    if (!descriptor) {
+      error_ = errno;
+    } else if (connect(descriptor.get(), address, size) == 0) {
+      connected_ = std::move(descriptor);
+    } else if (errno == EINPROGRESS) {
+      waiting_.push_back(std::move(descriptor));
+    } else {
+      error_ = errno;
+    }
+  }
+
+  // Waits until one attempt succeeds, one more fails or the time comes.
+  void Await(Deadline until) {
+    if (waiting_.empty() || connected_) return;
+    std::vector<pollfd> events;
+    for (const FileDescriptor& descriptor : waiting_) {
+      events.push_back({descriptor.get(), POLLOUT, 0});
+    }
+    if (poll(events.data(), events.size(), MillisecondsUntil(until)) <= 0) return;
+    for (std::size_t i = events.size(); i-- > 0;) {
+      if (events[i].revents != 0) Finish(i);
+    }
+  }
+
+  bool pending() const { return !waiting_.empty(); }
+  FileDescriptor& connected() { return connected_; }
+  int error() const { return error_; }
+
+ private:
+  void Finish(std::size_t index) {
+    int error = 0;
+    socklen_t size = sizeof error;
+    getsockopt(waiting_[index].get(), SOL_SOCKET, SO_ERROR, &error, &size);
+    if (error == 0) {
+      connected_ = std::move(waiting_[index]);
+    } else {
+      error_ = error;
+    }
+    waiting_.erase(waiting_.begin() + static_cast<std::ptrdiff_t>(index));
+  }
+
+  std::vector<FileDescriptor> waiting_;
+  FileDescriptor connected_;
+  int error_ = 0;
+};
+
+FileDescriptor ConnectToAny(const addrinfo* addresses, Deadline deadline, std::string& reason) {
+  Attempts attempts;
+  const addrinfo* next = addresses;
+  while ((next != nullptr || attempts.pending()) && !attempts.connected() &&
+         Clock::now() < deadline) {
+    if (next != nullptr) {
+      attempts.Start(next->ai_addr, next->ai_addrlen);
+      next = next->ai_next;
+    }
+    const Deadline pause = Clock::now() + kNextAddressAfter;
+    attempts.Await(next == nullptr ? deadline : std::min(pause, deadline));
+  }
+  FileDescriptor connected = std::move(attempts.connected());
+  if (!connected) {
+    const bool silent = attempts.pending() || attempts.error() == 0;
+    reason = silent ? "no answer within the time limit" : ErrorText(attempts.error());
+    return {};
+  }
+  SetOption(connected.get(), IPPROTO_TCP, TCP_NODELAY, 1);
+  SetOption(connected.get(), SOL_SOCKET, SO_KEEPALIVE, 1);
+  SetOption(connected.get(), IPPROTO_TCP, TCP_KEEPIDLE, kKeepAliveIdleSeconds);
+  SetOption(connected.get(), IPPROTO_TCP, TCP_KEEPINTVL, kKeepAliveIntervalSeconds);
+  SetOption(connected.get(), IPPROTO_TCP, TCP_KEEPCNT, kKeepAliveProbes);
+  return connected;
+}
+
+// Moves exactly size bytes with send or recv, waiting as long as the deadline allows.
+template <typename Transfer>
+bool MoveAll(std::size_t size, int descriptor, short events, Deadline deadline, std::string& reason,
+             const Transfer& transfer) {
+  for (std::size_t done = 0; done < size;) {
+    const ssize_t count = transfer(done);
+    if (count > 0) {
+      done += static_cast<std::size_t>(count);
+    } else if (count == 0) {
+      reason = "the connection was closed before the answer";
+      return false;
+    } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
+      if (AwaitDescriptor(descriptor, events, deadline) == 0) {
+        reason = "no answer within the time limit";
+        return false;
+      }
+    } else if (errno != EINTR) {
+      reason = ErrorText(errno);
+      return false;
+    }
+  }
+  return true;
+}
+
+bool ReceiveAll(int descriptor, char* bytes, std::size_t size, Deadline deadline,
+                std::string& reason) {
+  return MoveAll(size, descriptor, POLLIN, deadline, reason, [&](std::size_t done) {
+    return recv(descriptor, bytes + done, size - done, MSG_DONTWAIT);
+  });
 }
 
 }  // namespace
 
-Socket& Socket::operator=(Socket&& other) noexcept {
-  Socket old(std::exchange(descriptor_, other.Release()));
-  return *this;
+short AwaitDescriptor(int descriptor, short events, Deadline deadline) {
+  pollfd waiting{descriptor, events, 0};
+  int ready = 0;
+  do {
+    ready = poll(&waiting, 1, MillisecondsUntil(deadline));
+  } while (ready < 0 && errno == EINTR);
+  return ready > 0 ? waiting.revents : static_cast<short>(0);
 }
 
-Socket::~Socket() {
-  if (descriptor_ >= 0) close(descriptor_);
+FileDescriptor ConnectTcp(const std::string& host, std::uint16_t port, Deadline deadline,
+                          std::string& reason) {
+  const AddressList addresses = Resolve(host, std::to_string(port), deadline, reason);
+  FileDescriptor connected;
+  if (addresses) connected = ConnectToAny(addresses.get(), deadline, reason);
+  if (!connected) reason.insert(0, host + " port " + std::to_string(port) + ": ");
+  return connected;
 }
 
-int Socket::Release() { return std::exchange(descriptor_, -1); }
+FileDescriptor ConnectTcp(const SocketAddress& address, Deadline deadline, std::string& reason) {
+  SocketAddress target = address;
+  addrinfo only{};
+  only.ai_addr = reinterpret_cast<sockaddr*>(&target.storage);
+  only.ai_addrlen = target.size;
+  return ConnectToAny(&only, deadline, reason);
+}
 
-Socket ConnectTcp(const std::string& host, std::uint16_t port, std::chrono::milliseconds limit,
-                  std::string& reason) {
-  const Clock::time_point deadline = Clock::now() + limit;
-  const Addresses addresses = Resolve(host, port, reason);
-  for (const addrinfo* address = addresses.get(); address != nullptr; address = address->ai_next) {
-    int error = 0;
-    Socket socket = ConnectTo(*address, deadline, error);
-    if (socket) return socket;
-    reason = host + " port " + std::to_string(port) + ": " + ErrorText(error);
+SocketAddress PeerAddress(int descriptor, std::uint16_t port) {
+  SocketAddress peer;
+  peer.size = sizeof peer.storage;
+  if (getpeername(descriptor, reinterpret_cast<sockaddr*>(&peer.storage), &peer.size) != 0)
+    return {};
+  // The port is at the same place for both families.
+  static_assert(offsetof(sockaddr_in, sin_port) == offsetof(sockaddr_in6, sin6_port));
+  reinterpret_cast<sockaddr_in*>(&peer.storage)->sin_port = htons(port);
+  return peer;
+}
+
+bool ExchangeFramed(int descriptor, const void* request, std::size_t size, std::size_t limit,
+                    Deadline deadline, std::string& reply, std::string& reason) {
+  std::uint32_t length = htonl(static_cast<std::uint32_t>(size));
+  std::string framed(reinterpret_cast<const char*>(&length), sizeof length);
+  framed.append(static_cast<const char*>(request), size);
+  const bool sent =
+      MoveAll(framed.size(), descriptor, POLLOUT, deadline, reason, [&](std::size_t done) {
+        return send(descriptor, framed.data() + done, framed.size() - done,
+                    MSG_NOSIGNAL | MSG_DONTWAIT);
+      });
+  if (!sent) return false;
+  if (!ReceiveAll(descriptor, reinterpret_cast<char*>(&length), sizeof length, deadline, reason)) {
+    return false;
   }
-  return {};
+  length = ntohl(length);
+  if (length == 0 || length > limit) {
+    reason = "the answer is of another protocol";
+    return false;
+  }
+  reply.resize(length);
+  return ReceiveAll(descriptor, reply.data(), reply.size(), deadline, reason);
 }
 
 }  // namespace zorvan::platform::posix

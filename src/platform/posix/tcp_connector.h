@@ -1,36 +1,45 @@
-// Connecting by TCP with a time limit, and the reason when it fails.
+// Connecting by TCP within a time limit.
+//
+// All addresses of a name are tried, a new one every quarter of a second while the earlier ones
+// keep silent, so that one dead address does not use up the limit. Sockets come back connected,
+// with keep-alive, without delay of small packets, closed on exec.
 #pragma once
+
+#include <netinet/in.h>
+#include <sys/socket.h>
 
 #include <chrono>
 #include <cstdint>
 #include <string>
 
-#include "platform/result.h"
+#include "platform/posix/handles.h"
 
 namespace zorvan::platform::posix {
 
-// A socket that is closed at the end of its scope unless it is released.
-class Socket {
- public:
-  Socket() = default;
-  explicit Socket(int descriptor) : descriptor_(descriptor) {}
-  Socket(Socket&& other) noexcept : descriptor_(other.Release()) {}
-  Socket& operator=(Socket&& other) noexcept;
-  Socket(const Socket&) = delete;
-  Socket& operator=(const Socket&) = delete;
-  ~Socket();
+using Deadline = std::chrono::steady_clock::time_point;
 
-  int get() const { return descriptor_; }
-  explicit operator bool() const { return descriptor_ >= 0; }
-  int Release();
-
- private:
-  int descriptor_ = -1;
+// The address of one side of a connection, with its port.
+struct SocketAddress {
+  sockaddr_storage storage{};
+  socklen_t size = 0;
 };
 
-// Tries every address of the host in turn, all within one time limit. On failure the socket is empty and reason tells why, in words.
-// Keep-alive and no-delay are set; the socket is blocking.
-Socket ConnectTcp(const std::string& host, std::uint16_t port, std::chrono::milliseconds limit,
-                  std::string& reason);
+// On failure the descriptor is empty and reason says in words what was wrong.
+FileDescriptor ConnectTcp(const std::string& host, std::uint16_t port, Deadline deadline,
+                          std::string& reason);
+FileDescriptor ConnectTcp(const SocketAddress& address, Deadline deadline, std::string& reason);
+
+// The other side of a connection, with another port.
+SocketAddress PeerAddress(int descriptor, std::uint16_t port);
+
+// Sends a message behind its length in four bytes and receives one that comes the same way, as a
+// key distribution centre speaks over TCP. False with the reason when that fails or the deadline
+// passes; what is longer than limit is no answer.
+bool ExchangeFramed(int descriptor, const void* request, std::size_t size, std::size_t limit,
+                    Deadline deadline, std::string& reply, std::string& reason);
+
+// Waits until the descriptor is ready for the events of poll. Returns what it is ready for, zero
+// when the deadline passes.
+short AwaitDescriptor(int descriptor, short events, Deadline deadline);
 
 }  // namespace zorvan::platform::posix
