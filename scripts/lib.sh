@@ -8,6 +8,9 @@ build=$root/build
 # shellcheck disable=SC2034
 java_modules=(zorvan-bridge zorvan-cli)
 
+# The compiler's cache serves checkouts in other folders too.
+export CCACHE_BASEDIR=$root CCACHE_NOHASHDIR=1
+
 say() { printf '\033[1m==>\033[0m %s\n' "$*"; }
 die() {
   printf 'error: %s\n' "$*" >&2

@@ -99,7 +99,8 @@ void CopyCredentials(NativeHandler& handler, DomainProperties& properties) {
   DomainSettings& settings = handler.settings;
   const auto& required = properties.isAuthenticationRequired;
   if (!required || !platform::EqualsIgnoringCase(*required, u"true")) return;
-  settings.password = properties.password.value_or(u"");
+  settings.password.emplace();
+  if (properties.password) settings.password->swap(*properties.password);
   settings.userName = properties.userName.value_or(u"");
   settings.userDistinguishedName = properties.userDistinguishedName.value_or(u"");
   BuildLogonName(handler);

@@ -10,6 +10,7 @@ domainSid=S-1-5-21-1111111111-2222222222-3333333333
 dcName=dc1
 dcHost=$dcName.$dnsDomain
 dcAddress=127.0.0.10
+aliasHost=alias.$dnsDomain        # another name of the controller, which its certificate does not hold
 downHosts=("down1.$dnsDomain=127.0.0.21" "down2.$dnsDomain=127.0.0.22")
 
 tree=$dcDir/domain             # what the running domain writes

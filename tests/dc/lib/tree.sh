@@ -73,7 +73,7 @@ writeNames() {
   local entry
   {
     echo "127.0.0.1 localhost"
-    echo "$dcAddress $dcHost $dcName $dnsDomain"
+    echo "$dcAddress $dcHost $dcName $dnsDomain $aliasHost"
     for entry in "${downHosts[@]}"; do echo "${entry#*=} ${entry%=*}"; done
   } >"$tree/hosts"
   printf 'search %s\nnameserver %s\noptions timeout:1 attempts:1\n' "$dnsDomain" "$dcAddress" >"$tree/resolv.conf"
@@ -163,6 +163,7 @@ writePropertiesFile() {
   cat >"$dcDir/domain.properties" <<EOF
 host=$dcHost
 address=$dcAddress
+aliasHost=$aliasHost
 realm=$realm
 dnsDomain=$dnsDomain
 netbiosDomain=$netbiosDomain
