@@ -31,7 +31,7 @@ inline constexpr std::uint32_t kUseEncryption = 0x2;
 inline constexpr std::uint32_t kFastBind = 0x20;
 
 // ADS_SEARCHPREF_ENUM and its values; the numbers are the platform's.
-enum class SearchPreferenceId : std::uint32_t { kSearchScope = 5, kPageSize = 7, kTombstone = 12 };
+enum class SearchPreferenceId : std::uint32_t { kSearchScope = 5, kPageSize = 7, kTombstone = 13 };
 enum class SearchScope : std::uint32_t { kBase = 0, kOneLevel = 1, kSubtree = 2 };
 
 struct SearchPreference {

@@ -1,0 +1,181 @@
+// The search over an interface that follows a script and counts what it is given back.
+#include "platform/windows/adsi_search.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace {
+
+DWORD lastAdsError = ERROR_SUCCESS;
+
+}  // namespace
+
+// In the place of the system's own pair, which has nothing to say of a scripted search.
+extern "C" HRESULT WINAPI ADsGetLastError(LPDWORD error, LPWSTR, DWORD, LPWSTR, DWORD) {
+  *error = lastAdsError;
+  return S_OK;
+}
+extern "C" void WINAPI ADsSetLastError(DWORD error, LPCWSTR, LPCWSTR) { lastAdsError = error; }
+
+namespace zorvan::platform::windows {
+namespace {
+
+// Lives on the test's stack; what it handed out is in its counters.
+class ScriptedSearch : public IDirectorySearch {
+ public:
+  std::vector<HRESULT> rows;       // of GetNextRow, one after the other; then the end
+  std::size_t moreDataBefore = 0;  // the row before which the end comes with ERROR_MORE_DATA, once
+  HRESULT executeResult = S_OK;
+  HRESULT columnResult = S_OK;
+  long references = 1;
+  int openHandles = 0;
+  int heldColumns = 0;
+  std::vector<ADS_SEARCHPREF_INFO> preferences;
+  std::vector<std::wstring> asked;
+
+  STDMETHODIMP QueryInterface(REFIID, void**) override { return E_NOINTERFACE; }
+  STDMETHODIMP_(ULONG) AddRef() override { return static_cast<ULONG>(++references); }
+  STDMETHODIMP_(ULONG) Release() override { return static_cast<ULONG>(--references); }
+
+  STDMETHODIMP SetSearchPreference(PADS_SEARCHPREF_INFO infos, DWORD count) override {
+    preferences.assign(infos, infos + count);
+    return S_OK;
+  }
+  STDMETHODIMP ExecuteSearch(LPWSTR, LPWSTR* names, DWORD count,
+                             PADS_SEARCH_HANDLE handle) override {
+    asked.assign(names, names + count);
+    if (FAILED(executeResult)) return executeResult;
+    ++openHandles;
+    *handle = this;
+    return S_OK;
+  }
+  STDMETHODIMP GetNextRow(ADS_SEARCH_HANDLE) override {
+    if (moreDataBefore != 0 && row_ == moreDataBefore) {
+      moreDataBefore = 0;
+      lastAdsError = ERROR_MORE_DATA;
+      return S_ADS_NOMORE_ROWS;
+    }
+    return row_ < rows.size() ? rows[row_++] : S_ADS_NOMORE_ROWS;
+  }
+  STDMETHODIMP GetColumn(ADS_SEARCH_HANDLE, LPWSTR, PADS_SEARCH_COLUMN column) override {
+    if (FAILED(columnResult)) return columnResult;
+    ++heldColumns;
+    value_.dwType = ADSTYPE_INTEGER;
+    value_.Integer = static_cast<DWORD>(row_);
+    *column = {nullptr, ADSTYPE_INTEGER, &value_, 1, nullptr};
+    return S_OK;
+  }
+  STDMETHODIMP FreeColumn(PADS_SEARCH_COLUMN) override {
+    --heldColumns;
+    return S_OK;
+  }
+  STDMETHODIMP CloseSearchHandle(ADS_SEARCH_HANDLE) override {
+    --openHandles;
+    return S_OK;
+  }
+  STDMETHODIMP AbandonSearch(ADS_SEARCH_HANDLE) override { return E_NOTIMPL; }
+  STDMETHODIMP GetFirstRow(ADS_SEARCH_HANDLE) override { return E_NOTIMPL; }
+  STDMETHODIMP GetPreviousRow(ADS_SEARCH_HANDLE) override { return E_NOTIMPL; }
+  STDMETHODIMP GetNextColumnName(ADS_SEARCH_HANDLE, LPWSTR*) override { return E_NOTIMPL; }
+
+ private:
+  std::size_t row_ = 0;
+  ADSVALUE value_{};
+};
+
+class AdsiSearchTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    lastAdsError = ERROR_SUCCESS;
+    search_.emplace(ComPtr<IDirectorySearch>(&scripted_));
+  }
+
+  HResult Execute() {
+    constexpr std::array<std::u16string_view, 1> kNames = {u"cn"};
+    return search_->ExecuteSearch(u"(cn=*)", kNames);
+  }
+
+  ScriptedSearch scripted_;
+  std::optional<AdsiSearch> search_;
+};
+
+TEST_F(AdsiSearchTest, GivesEverythingBackWhenItEndsInMidRow) {
+  scripted_.rows = {S_OK, S_OK};
+  ASSERT_EQ(Execute(), kOk);
+  ASSERT_EQ(search_->GetNextRow(), kOk);
+  platform::Column first;
+  platform::Column second;
+  ASSERT_EQ(search_->GetColumn(u"cn", first), kOk);
+  ASSERT_EQ(search_->GetColumn(u"sn", second), kOk);
+  EXPECT_EQ(first.values[0].number, 1) << "the first column outlives the second";
+  EXPECT_EQ(scripted_.heldColumns, 2);
+  ASSERT_EQ(search_->GetNextRow(), kOk);
+  EXPECT_EQ(scripted_.heldColumns, 0) << "columns live until the next row";
+  ASSERT_EQ(search_->GetColumn(u"cn", first), kOk);
+  EXPECT_EQ(first.values[0].number, 2);
+  search_.reset();
+  EXPECT_EQ(scripted_.heldColumns, 0);
+  EXPECT_EQ(scripted_.openHandles, 0);
+  EXPECT_EQ(scripted_.references, 0);
+}
+
+TEST_F(AdsiSearchTest, ExecutingAgainEndsTheSearchBefore) {
+  scripted_.rows = {S_OK};
+  ASSERT_EQ(Execute(), kOk);
+  ASSERT_EQ(Execute(), kOk);
+  EXPECT_EQ(scripted_.openHandles, 1);
+  scripted_.executeResult = E_ADS_INVALID_FILTER;
+  EXPECT_EQ(Execute(), kInvalidFilter);
+  EXPECT_EQ(scripted_.openHandles, 0);
+  EXPECT_EQ(search_->GetNextRow(), kUnexpected) << "there is no search to step through";
+}
+
+TEST_F(AdsiSearchTest, AsksOnWhenThePageEndedButNotTheResult) {
+  scripted_.rows = {S_OK, S_OK};
+  scripted_.moreDataBefore = 1;
+  ASSERT_EQ(Execute(), kOk);
+  EXPECT_EQ(search_->GetNextRow(), kOk);
+  EXPECT_EQ(search_->GetNextRow(), kOk) << "an empty page in between is not the end";
+  EXPECT_EQ(search_->GetNextRow(), kNoMoreRows);
+}
+
+TEST_F(AdsiSearchTest, PassesFailuresOnAsTheyAre) {
+  scripted_.rows = {S_OK, HRESULT_FROM_WIN32(0x203A)};
+  ASSERT_EQ(Execute(), kOk);
+  ASSERT_EQ(search_->GetNextRow(), kOk);
+  scripted_.columnResult = E_ADS_COLUMN_NOT_SET;
+  platform::Column column;
+  EXPECT_EQ(search_->GetColumn(u"cn", column), kColumnNotSet);
+  EXPECT_TRUE(column.values.empty());
+  EXPECT_EQ(search_->GetNextRow(), kServerDown);
+  EXPECT_EQ(scripted_.heldColumns, 0);
+}
+
+TEST_F(AdsiSearchTest, NeverTellsATextOnlyUpToItsZero) {
+  constexpr std::u16string_view kFilter(u"(cn=a\0*)", 8);
+  EXPECT_EQ(search_->ExecuteSearch(kFilter, {}), kInvalidFilter);
+  EXPECT_EQ(scripted_.openHandles, 0);
+  constexpr std::array kNames{std::u16string_view(u"cn\0x", 4), std::u16string_view(u"sn")};
+  ASSERT_EQ(search_->ExecuteSearch(u"(cn=*)", kNames), kOk);
+  EXPECT_EQ(scripted_.asked, std::vector<std::wstring>{L"sn"});
+}
+
+TEST_F(AdsiSearchTest, TypesThePreferencesAsTheInterfaceWantsThem) {
+  const std::array<SearchPreference, 3> preferences{{
+      {SearchPreferenceId::kSearchScope, 2},
+      {SearchPreferenceId::kPageSize, 1000},
+      {SearchPreferenceId::kTombstone, 1},
+  }};
+  ASSERT_EQ(search_->SetSearchPreference(preferences), kOk);
+  ASSERT_EQ(scripted_.preferences.size(), 3U);
+  EXPECT_EQ(scripted_.preferences[0].vValue.dwType, ADSTYPE_INTEGER);
+  EXPECT_EQ(scripted_.preferences[1].dwSearchPref, ADS_SEARCHPREF_PAGESIZE);
+  EXPECT_EQ(scripted_.preferences[1].vValue.Integer, 1000U);
+  EXPECT_EQ(scripted_.preferences[2].dwSearchPref, ADS_SEARCHPREF_TOMBSTONE);
+  EXPECT_EQ(scripted_.preferences[2].vValue.dwType, ADSTYPE_BOOLEAN);
+}
+
+}  // namespace
+}  // namespace zorvan::platform::windows
