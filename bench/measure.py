@@ -143,12 +143,12 @@ class Bench:
         return runs
 
     def links(self, contenders, steady):
-        """A tenth of slapd's people, or all of the domain's, with what memberOf and manager point to."""
+        """A tenth of slapd's people, or all of the domain's, without and with what memberOf and manager point to."""
         runs = []
         for contender in contenders:
             say(f"linked objects: {contender}")
-            names = ["first"] + ["steady"] * steady
-            searches = self.run_java(contender, [(name, self.part) for name in names], LINKS)
+            searches = self.run_java(contender, [(name, self.part) for name in ["first"] + ["plain"] * steady])
+            searches += self.run_java(contender, [(name, self.part) for name in ["first"] + ["steady"] * steady], LINKS)
             runs.append({"contender": contender, "searches": searches})
         self.check_same_work(runs)
         return runs

@@ -93,15 +93,31 @@ def memory_table(runs):
     return table(header, rows)
 
 
+def plain_seconds(runs, contender):
+    return median([s["seconds"] for s in searches(runs, contender, "plain")])
+
+
+def look_up_seconds(runs, contender):
+    """What resolving the names adds to a search."""
+    return Figures(runs, contender).seconds - plain_seconds(runs, contender)
+
+
 def links_table(runs):
-    figures = {contender: Figures(runs, contender) for contender in contenders(runs)}
-    mine = figures.get("library")
     rows = []
-    for contender, f in figures.items():
-        faster = f"{f.seconds / mine.seconds:.1f}" if mine else ""
+    mine = whole = None
+    if "library" in contenders(runs):
+        mine, whole = look_up_seconds(runs, "library"), Figures(runs, "library").seconds
+    for contender in contenders(runs):
+        f, look_up = Figures(runs, contender), look_up_seconds(runs, contender)
+        times = [f"{look_up / mine:.1f}", f"{f.seconds / whole:.1f}"] if mine else ["", ""]
         name = ONE_BY_ONE.get(contender, NAMES[contender])
-        rows.append([name, f"{f.speed:,.0f}", f"{f.links:,}", f"{f.seconds:.2f}", f"{f.cpu:.1f}", faster])
-    return table(["", "rows/s", "names resolved", "seconds", "CPU per row, µs", "library faster, times"], rows)
+        plain = plain_seconds(runs, contender)
+        rows.append([name, f"{f.links:,}", f"{f.cpu:.1f}", f"{f.seconds:.2f}", f"{plain:.2f}", f"{look_up:.2f}", *times])
+    header = [
+        "", "names resolved", "CPU per row, µs", "seconds", "without resolving", "for resolving",
+        "its resolving ÷ library's", "its seconds ÷ library's",
+    ]
+    return table(header, rows)
 
 
 # ---- The goals ----
@@ -120,13 +136,15 @@ def goals_table(slapd, domain):
         ("CPU per row, times that of JNDI", "< 1", ratio(mine.cpu, jndi.cpu), mine.cpu < jndi.cpu),
         ("peak memory, all rows against a tenth of them", "<= +5 %", f"{more * 100:+.1f} %", more <= 0.05),
     ]
-    for name, results in (("slapd", slapd), ("the domain", domain)):
+    for name, results in (("slapd", slapd), ("the test domain", domain)):
         if results:
-            own = Figures(results["links"], "library").seconds
-            others = [contender for contender in contenders(results["links"]) if contender in ONE_BY_ONE]
-            best = min(Figures(results["links"], contender).seconds for contender in others)
-            text = f"linked objects from {name}, times faster than one by one"
-            goals.append((text, ">= 10", f"{best / own:.1f}", best >= 10 * own))
+            runs = results["links"]
+            others = [contender for contender in contenders(runs) if contender in ONE_BY_ONE]
+            own = look_up_seconds(runs, "library")
+            best = min(look_up_seconds(runs, contender) for contender in others)
+            whole = min(Figures(runs, contender).seconds for contender in others) / Figures(runs, "library").seconds
+            text = f"linked look-ups in {name}, times faster than one by one"
+            goals.append((text, ">= 10", f"{best / own:.1f} (whole search {whole:.1f})", best >= 10 * own))
     rows = [[text, wanted, measured, "yes" if reached else "**no**"] for text, wanted, measured, reached in goals]
     return table(["goal", "wanted", "measured", "reached"], rows)
 
