@@ -3,6 +3,7 @@
 
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+# shellcheck disable=SC2034  # for those that source this
 build=$root/build
 # The modules whose classes and tests are run.
 # shellcheck disable=SC2034
