@@ -41,9 +41,8 @@ SearchRequest ObjectRequest(const LdapTarget& target, std::span<const std::u16st
   return request;
 }
 
-void FillAttributeSet(LdapConnection& connection, LDAPMessage* message,
+void FillAttributeSet(LdapConnection& connection, LDAPMessage* message, EntryDecoder& entry,
                       std::span<const std::u16string_view> names, AttributeSet& attributes) {
-  EntryDecoder entry;
   if (!entry.Reset(connection.handle(), message)) return;
   for (std::size_t index = 0; index < entry.count(); ++index) {
     const std::string_view name = entry.name(index);
@@ -67,7 +66,8 @@ HResult LdapObject::GetObjectAttributes(std::span<const std::u16string_view> nam
   const HResult result = ReadEntry(*target_.connection, ObjectRequest(target_, names), chain, entry,
                                    target_.context->lastError);
   if (Failed(result)) return result;
-  FillAttributeSet(*target_.connection, entry, names, attributes);
+  EntryDecoder decoder;
+  FillAttributeSet(*target_.connection, entry, decoder, names, attributes);
   return kOk;
 }
 

@@ -15,9 +15,9 @@ namespace zorvan::platform::posix {
 // The request that reads the named attributes (all of them when there are none) of an object.
 SearchRequest ObjectRequest(const LdapTarget& target, std::span<const std::u16string_view> names);
 
-// Moves an entry's attributes into a set. The distinguished name is put in when it is among the
-// names.
-void FillAttributeSet(LdapConnection& connection, LDAPMessage* entry,
+// Copies an entry's attributes into a set, by way of a decoder that can be used again. The
+// distinguished name is put in when it is among the names.
+void FillAttributeSet(LdapConnection& connection, LDAPMessage* message, EntryDecoder& entry,
                       std::span<const std::u16string_view> names, AttributeSet& attributes);
 
 class LdapObject final : public DirectoryObject {

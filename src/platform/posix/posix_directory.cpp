@@ -173,10 +173,11 @@ void PosixDirectory::ReadObjects(
     int messageId;
   };
   std::deque<Sent> inFlight;
+  EntryDecoder decoder;
   const auto finish = [&](std::size_t index, HResult result, LdapConnection* connection,
                           LDAPMessage* entry) {
     AttributeSet set;
-    if (Succeeded(result)) FillAttributeSet(*connection, entry, attributes, set);
+    if (Succeeded(result)) FillAttributeSet(*connection, entry, decoder, attributes, set);
     visit(index, result, set);
   };
   const auto receive = [&] {

@@ -78,8 +78,16 @@ int LdapScope(SearchScope scope) {
   return LDAP_SCOPE_SUBTREE;
 }
 
+// What a connection that has failed says to everything that is still asked of it, without waiting
+// again.
+HResult AnswerOfBroken(ExtendedError& error) {
+  error = ExtendedError{Bits(kServerDown) & 0xFFFFU, {}};
+  return kServerDown;
+}
+
 HResult SendPage(LdapConnection& connection, const SearchRequest& request,
                  const std::string& cookie, int& messageId, ExtendedError& error) {
+  if (connection.broken()) return AnswerOfBroken(error);
   Controls controls;
   const HResult made = controls.Make(connection.handle(), request, cookie);
   if (Failed(made)) return made;
@@ -98,6 +106,7 @@ HResult SendPage(LdapConnection& connection, const SearchRequest& request,
 // Waits for a message; when none comes, the request is over for the server too.
 HResult AwaitOrAbandon(LdapConnection& connection, int messageId, int all, Message& message,
                        ExtendedError& error) {
+  if (connection.broken()) return AnswerOfBroken(error);
   LDAPMessage* received = nullptr;
   const HResult result = connection.AwaitMessage(messageId, all, received);
   message.reset(received);
