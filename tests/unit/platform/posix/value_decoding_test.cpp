@@ -6,24 +6,13 @@
 #include <string>
 #include <vector>
 
+#include "unit/platform/posix/ber.h"
+
 namespace zorvan::platform::posix {
 namespace {
 
-// One BER element: tag, length in the shortest or a longer form, contents.
-std::string Element(char tag, const std::string& contents) {
-  std::string element(1, tag);
-  if (contents.size() < 0x80) return element + static_cast<char>(contents.size()) + contents;
-  element += '\x82';
-  element += static_cast<char>(contents.size() >> 8);
-  element += static_cast<char>(contents.size() & 0xFF);
-  return element + contents;
-}
-
-std::string Attribute(const std::string& name, const std::vector<std::string>& values) {
-  std::string set;
-  for (const std::string& value : values) set += Element('\x04', value);
-  return Element('\x30', Element('\x04', name) + Element('\x31', set));
-}
+using ber::Attribute;
+using ber::Element;
 
 std::span<const std::byte> Bytes(const std::string& text) { return std::as_bytes(std::span(text)); }
 
