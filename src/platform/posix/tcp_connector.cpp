@@ -36,58 +36,16 @@ void SetOption(int descriptor, int level, int option, int value) {
   setsockopt(descriptor, level, option, &value, sizeof value);
 }
 
-// What the resolver works on, in memory that stays while it does.
-struct Lookup {
-  std::string host;
-  std::string port;
+// The resolver's own limits (resolv.conf) hold for silent name servers: getaddrinfo_a would keep to
+// ours, but by threads of its own in somebody else's process.
+AddressList Resolve(const std::string& host, const std::string& port, std::string& reason) {
   addrinfo hints{};
-  gaicb request{};
-};
-
-std::string ResolverText(int error) {
-  return error == EAI_SYSTEM ? ErrorText(errno) : gai_strerror(error);
-}
-
-// Waits for a look-up that is under way. EAI_AGAIN when the deadline passes.
-int AwaitLookup(gaicb* request, Deadline deadline) {
-  int result = gai_error(request);
-  while (result == EAI_INPROGRESS) {
-    const int left = MillisecondsUntil(deadline);
-    if (left == 0) return EAI_AGAIN;
-    const timespec limit{left / 1000, left % 1000 * 1000000L};
-    gai_suspend(&request, 1, &limit);
-    result = gai_error(request);
-  }
-  return result;
-}
-
-// A silent name server holds getaddrinfo for longer than any connection may take, so names are
-// looked up by a thread of the system's that can be left behind. Addresses need none.
-AddressList Resolve(const std::string& host, const std::string& port, Deadline deadline,
-                    std::string& reason) {
-  auto lookup = std::make_unique<Lookup>();
-  lookup->host = host;
-  lookup->port = port;
-  lookup->hints.ai_socktype = SOCK_STREAM;
-  lookup->hints.ai_flags = AI_NUMERICSERV | AI_NUMERICHOST;
+  hints.ai_socktype = SOCK_STREAM;
+  hints.ai_flags = AI_NUMERICSERV;
   AddressList addresses;
-  if (getaddrinfo(host.c_str(), port.c_str(), &lookup->hints, addresses.Put()) == 0)
-    return addresses;
-
-  lookup->hints.ai_flags = AI_NUMERICSERV;
-  lookup->request.ar_name = lookup->host.c_str();
-  lookup->request.ar_service = lookup->port.c_str();
-  lookup->request.ar_request = &lookup->hints;
-  gaicb* request = &lookup->request;
-  int result = getaddrinfo_a(GAI_NOWAIT, &request, 1, nullptr);
-  if (result == 0) result = AwaitLookup(request, deadline);
-  if (gai_error(request) == EAI_INPROGRESS && gai_cancel(request) == EAI_NOTCANCELED) {
-    [[maybe_unused]] const Lookup* leftToTheResolver = lookup.release();
-    reason = "the name servers do not answer within the time limit";
-    return {};
-  }
-  if (result != 0) reason = ResolverText(result);
-  return AddressList(result == 0 ? request->ar_result : nullptr);
+  const int result = getaddrinfo(host.c_str(), port.c_str(), &hints, addresses.Put());
+  if (result != 0) reason = result == EAI_SYSTEM ? ErrorText(errno) : gai_strerror(result);
+  return addresses;
 }
 
 // Several connection attempts under way; the first that succeeds wins.
@@ -213,7 +171,7 @@ short AwaitDescriptor(int descriptor, short events, Deadline deadline) {
 
 FileDescriptor ConnectTcp(const std::string& host, std::uint16_t port, Deadline deadline,
                           std::string& reason) {
-  const AddressList addresses = Resolve(host, std::to_string(port), deadline, reason);
+  const AddressList addresses = Resolve(host, std::to_string(port), reason);
   FileDescriptor connected;
   if (addresses) connected = ConnectToAny(addresses.get(), deadline, reason);
   if (!connected) reason.insert(0, host + " port " + std::to_string(port) + ": ");
