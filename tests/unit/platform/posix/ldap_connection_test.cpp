@@ -1,0 +1,205 @@
+// What happens before and around a bind, against servers of this test's own on the loopback.
+#include "platform/posix/ldap_connection.h"
+
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+
+#include <chrono>
+#include <functional>
+#include <string>
+#include <thread>
+
+#include "platform/posix/handles.h"
+#include "platform/posix/unicode.h"
+
+namespace zorvan::platform::posix {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr TimeLimits kShort{.connect = 150ms, .idle = 150ms};
+
+// A server that talks to one client as it is told to and closes when that is done.
+class OneTimeServer {
+ public:
+  explicit OneTimeServer(std::function<void(int client)> talk)
+      : listener_(socket(AF_INET, SOCK_STREAM, 0)) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    bind(listener_.get(), reinterpret_cast<sockaddr*>(&address), sizeof address);
+    listen(listener_.get(), 4);
+    socklen_t size = sizeof address;
+    getsockname(listener_.get(), reinterpret_cast<sockaddr*>(&address), &size);
+    port_ = ntohs(address.sin_port);
+    thread_ = std::thread([this, talk = std::move(talk)] {
+      const FileDescriptor client(accept(listener_.get(), nullptr, nullptr));
+      if (client) talk(client.get());
+    });
+  }
+  ~OneTimeServer() {
+    shutdown(listener_.get(), SHUT_RDWR);
+    thread_.join();
+  }
+  Endpoint endpoint() const { return {"127.0.0.1", port_}; }
+
+ private:
+  FileDescriptor listener_;
+  std::uint16_t port_ = 0;
+  std::thread thread_;
+};
+
+void UntilTheClientLeaves(int client) {
+  char bytes[4096];
+  while (recv(client, bytes, sizeof bytes, 0) > 0) {
+  }
+}
+
+void Send(int client, std::string_view bytes) {
+  send(client, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+}
+
+void Receive(int client) {
+  char bytes[4096];
+  recv(client, bytes, sizeof bytes, 0);
+}
+
+// Answers to message 1: a root without attributes that are of use here, and the end of the search.
+constexpr std::string_view kEmptyRoot("\x30\x09\x02\x01\x01\x64\x04\x04\x00\x30\x00", 11);
+constexpr std::string_view kSearchDone("\x30\x0c\x02\x01\x01\x65\x07\x0a\x01\x00\x04\x00\x04\x00",
+                                       14);
+
+struct Attempt {
+  HResult result = kUnexpected;
+  ExtendedError error;
+  std::unique_ptr<LdapConnection> connection;
+  std::chrono::steady_clock::duration time{};
+};
+
+Attempt Open(const Endpoint& endpoint, const Credentials& credentials, std::uint32_t flags) {
+  Attempt attempt;
+  const auto start = std::chrono::steady_clock::now();
+  attempt.result =
+      LdapConnection::Open(endpoint, credentials, flags, attempt.connection, attempt.error, kShort);
+  attempt.time = std::chrono::steady_clock::now() - start;
+  return attempt;
+}
+
+TEST(LdapConnection, ServerThatCannotBeTalkedToIsDown) {
+  struct Case {
+    const char* what;
+    std::function<void(int)> talk;
+    std::uint32_t flags;
+    const char* reason;
+  };
+  const Case cases[] = {
+      {"silence", UntilTheClientLeaves, kSecureAuthentication, "does not answer"},
+      {"silence to a TLS handshake", UntilTheClientLeaves, kSecureAuthentication | kUseEncryption,
+       "TLS: the server did not answer"},
+      {"half of an answer, then silence",
+       [](int client) {
+         Send(client, kEmptyRoot.substr(0, 5));
+         UntilTheClientLeaves(client);
+       },
+       kSecureAuthentication, "does not answer"},
+      {"the end at once", [](int) {}, kSecureAuthentication, "closed"},
+      {"another protocol",
+       [](int client) {
+         Send(client, "HTTP/1.1 400 Bad Request\r\n" + std::string(200, ' '));
+         UntilTheClientLeaves(client);
+       },
+       kSecureAuthentication, "another protocol"},
+      {"no TLS",
+       [](int client) {
+         Send(client, kEmptyRoot);
+         UntilTheClientLeaves(client);
+       },
+       kSecureAuthentication | kUseEncryption, "TLS: "},
+  };
+  for (const Case& test : cases) {
+    const OneTimeServer server(test.talk);
+    const Attempt attempt = Open(server.endpoint(), {u"user", u"password"}, test.flags);
+    EXPECT_EQ(attempt.result, kServerDown) << test.what;
+    EXPECT_FALSE(attempt.connection) << test.what;
+    EXPECT_NE(ToUtf8(attempt.error.text).find(test.reason), std::string::npos)
+        << test.what << ": " << ToUtf8(attempt.error.text);
+    EXPECT_LT(attempt.time, 2s) << test.what;
+  }
+  for (const std::string& host : {std::string(), std::string("a\0b", 3)}) {
+    EXPECT_EQ(Open({host, 389}, {}, 0).result, kServerDown);
+  }
+}
+
+TEST(LdapConnection, NameWithoutPasswordOrPasswordWithoutNameIsRefusedUnsent) {
+  const Endpoint nobody{"127.0.0.1", 1};  // where a connection would fail with another result
+  const Credentials refused[] = {{u"user", std::nullopt},
+                                 {u"user", u""},
+                                 {u"", u""},
+                                 {u"", u"password"},
+                                 {u"user", std::u16string_view(u"pass\0word", 9)},
+                                 {std::u16string_view(u"us\0er", 5), u"password"}};
+  for (const Credentials& credentials : refused) {
+    for (const std::uint32_t flags : {0U, kSecureAuthentication, kUseEncryption}) {
+      const Attempt attempt = Open(nobody, credentials, flags);
+      EXPECT_EQ(attempt.result, kLogonFailure);
+      EXPECT_EQ(attempt.error.code, 1326U);
+    }
+  }
+}
+
+TEST(LdapConnection, PasswordIsNotSentInTheClear) {
+  std::string heard;
+  {
+    const OneTimeServer server([&](int client) {
+      Receive(client);
+      Send(client, kEmptyRoot);
+      Send(client, kSearchDone);
+      char bytes[4096];
+      for (ssize_t count = 0; (count = recv(client, bytes, sizeof bytes, 0)) > 0;) {
+        heard.append(bytes, static_cast<std::size_t>(count));
+      }
+    });
+    EXPECT_EQ(Open(server.endpoint(), {u"user", u"secret"}, 0).result,
+              HResultFromWin32(8232));  // ERROR_DS_STRONG_AUTH_REQUIRED
+  }
+  EXPECT_EQ(heard.find("secret"), std::string::npos);
+}
+
+TEST(LdapConnection, WaitingForAMessageEndsWhenNothingMoreArrives) {
+  const OneTimeServer server([](int client) {
+    Receive(client);
+    Send(client, kEmptyRoot);
+    Send(client, kSearchDone);
+    Receive(client);
+    // Message 2: an entry, piece by piece and slower as a whole than the limit, then the half of
+    // another.
+    const std::string entry("\x30\x09\x02\x01\x02\x64\x04\x04\x00\x30\x00", 11);
+    for (const char byte : entry) {
+      Send(client, {&byte, 1});
+      std::this_thread::sleep_for(25ms);
+    }
+    Send(client, entry.substr(0, 6));
+    UntilTheClientLeaves(client);
+  });
+  const Attempt attempt = Open(server.endpoint(), {}, 0);
+  ASSERT_EQ(attempt.result, kOk) << ToUtf8(attempt.error.text);
+  EXPECT_EQ(attempt.connection->authentication(), Authentication::kAnonymous);
+  LDAP* handle = attempt.connection->handle();
+  int messageId = 0;
+  ASSERT_EQ(ldap_search_ext(handle, "", LDAP_SCOPE_SUBTREE, "(cn=*)", nullptr, 0, nullptr, nullptr,
+                            nullptr, 0, &messageId),
+            LDAP_SUCCESS);
+  LdapMessage message;
+  EXPECT_EQ(attempt.connection->AwaitMessage(messageId, LDAP_MSG_ONE, *message.Put()), kOk);
+  EXPECT_EQ(ldap_msgtype(message.get()), LDAP_RES_SEARCH_ENTRY);
+  EXPECT_FALSE(attempt.connection->broken());
+
+  EXPECT_EQ(attempt.connection->AwaitMessage(messageId, LDAP_MSG_ONE, *message.Put()),
+            HResultFromWin32(1460));  // ERROR_TIMEOUT
+  EXPECT_FALSE(message);
+  EXPECT_TRUE(attempt.connection->broken());
+}
+
+}  // namespace
+}  // namespace zorvan::platform::posix
