@@ -3,6 +3,7 @@
 #include <strings.h>
 
 #include <algorithm>
+#include <cstring>
 #include <deque>
 #include <optional>
 #include <utility>
@@ -10,6 +11,7 @@
 
 #include "platform/posix/ldap_objects.h"
 #include "platform/posix/search_request.h"
+#include "platform/posix/secret_text.h"
 
 namespace zorvan::platform::posix {
 namespace {
@@ -17,26 +19,12 @@ namespace {
 // How many reads are sent ahead of their answers.
 constexpr std::size_t kReadsInFlight = 256;
 
-// A text that is wiped before its memory is given back.
-class Secret {
- public:
-  Secret() = default;
-  explicit Secret(std::optional<std::u16string_view> text) {
-    if (text) text_.emplace(*text);
-  }
-  ~Secret() {
-    if (text_) explicit_bzero(text_->data(), text_->size() * sizeof(char16_t));
-  }
-  Secret(const Secret&) = delete;
-  Secret& operator=(const Secret&) = delete;
-
-  bool operator==(const std::optional<std::u16string_view>& text) const {
-    return text_.has_value() == text.has_value() && (!text || *text_ == *text);
-  }
-
- private:
-  std::optional<std::u16string> text_;
-};
+bool IsSame(const std::optional<SecretText>& kept,
+            const std::optional<std::u16string_view>& given) {
+  if (!kept || !given) return kept.has_value() == given.has_value();
+  const SecretText text(*given);
+  return kept->size() == text.size() && std::memcmp(kept->c_str(), text.c_str(), text.size()) == 0;
+}
 
 bool IsAnswerForTheCall(HResult failure) {
   return failure == kServerDown || failure == kLogonFailure ||
@@ -48,20 +36,22 @@ bool IsAnswerForTheCall(HResult failure) {
 // A connection of the call, or the failure to get one.
 struct PosixDirectory::Slot {
   Slot(const Endpoint& server, const Credentials& credentials, std::uint32_t bits)
-      : endpoint(server), password(credentials.password), flags(bits) {
+      : endpoint(server), flags(bits) {
     if (credentials.userName) userName.emplace(*credentials.userName);
+    if (credentials.password) password.emplace(*credentials.password);
   }
 
   bool IsFor(const Endpoint& server, const Credentials& credentials, std::uint32_t bits) const {
     return endpoint.port == server.port && flags == bits &&
            strcasecmp(endpoint.host.c_str(), server.host.c_str()) == 0 &&
            userName.has_value() == credentials.userName.has_value() &&
-           (!userName || *userName == *credentials.userName) && password == credentials.password;
+           (!userName || *userName == *credentials.userName) &&
+           IsSame(password, credentials.password);
   }
 
   Endpoint endpoint;
   std::optional<std::u16string> userName;
-  Secret password;
+  std::optional<SecretText> password;
   std::uint32_t flags;
   std::shared_ptr<LdapConnection> connection;
   HResult failure = kOk;
