@@ -138,7 +138,7 @@ constexpr MessageText kResultTexts[] = {
     {0x00005011, "Errors occurred during the operation."},
     {0x00005012, "There are no more rows."},
     {0x00005013, "There are no more columns for this row."},
-    {0x80004001, "This is not implemented on this system."},
+    {0x80004001, "This is not available on this system."},
     {0x80004002, "The object does not have this interface."},
     {0x80004005, "The operation failed for a reason that is not known more closely."},
     {0x80005000, "The path of the directory object is written wrongly."},
