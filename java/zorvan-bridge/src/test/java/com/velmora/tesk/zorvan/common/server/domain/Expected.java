@@ -117,7 +117,10 @@ final class Expected {
     if (COMMON_NAMES.contains(attribute)) {
       return object(text).texts("cn").get(0);
     }
-    if (attribute.equals("objectguid")) {
+    if (attribute.equals("rightsguid")) {
+      return "{" + text + "}";
+    }
+    if (attribute.equals("objectguid") || attribute.equals("schemaidguid")) {
       return "{" + text.toUpperCase(Locale.ROOT) + "}";
     }
     if (text.equals("TRUE") || text.equals("FALSE")) {

@@ -36,11 +36,11 @@ final class TestDomain {
 
   /** Settings that log on as the administrator. */
   static Properties settings(String... controllers) {
-    return settings(property("userName"), password("passwordFile"), controllers);
+    return settingsOf(property("userName"), password("passwordFile"), controllers);
   }
 
   /** Settings that log on as somebody; without controllers it is the domain's own. */
-  static Properties settings(String user, String password, String... controllers) {
+  static Properties settingsOf(String user, String password, String... controllers) {
     return DomainSettings.ofDomain(DNS_NAME)
         .userDomain(FLAT_NAME)
         .controllers(controllers.length == 0 ? List.of(HOST) : List.of(controllers))
