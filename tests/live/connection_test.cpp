@@ -1,14 +1,20 @@
 // Authentication against the real controller: who gets in how, and what those who do not are told.
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 
-#include <chrono>
+#include <array>
 #include <cstdio>
+#include <functional>
 #include <memory>
+#include <optional>
 #include <string>
+#include <thread>
 
+#include "platform/posix/handles.h"
+#include "platform/posix/kerberos_credentials.h"
 #include "platform/posix/ldap_connection.h"
 #include "platform/posix/tcp_connector.h"
 #include "platform/posix/unicode.h"
@@ -86,6 +92,109 @@ TEST(Connection, WrongPasswordCostsExactlyOneTry) {
   ASSERT_EQ(TryOpen(Controller(), reader.credentials()).result, kOk);
 }
 
+// The domain's controller as it looks from behind a wall that lets LDAP through and nothing else.
+class LdapOnly {
+ public:
+  LdapOnly() : listener_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    inet_pton(AF_INET, kAddress, &address.sin_addr);
+    EXPECT_EQ(bind(listener_.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    listen(listener_.get(), 1);
+    socklen_t size = sizeof address;
+    getsockname(listener_.get(), reinterpret_cast<sockaddr*>(&address), &size);
+    port_ = ntohs(address.sin_port);
+    accepting_ = std::thread([this] {
+      while (true) {
+        const FileDescriptor client(accept(listener_.get(), nullptr, nullptr));
+        if (!client) return;
+        Forward(client.get());
+      }
+    });
+  }
+  ~LdapOnly() {
+    shutdown(listener_.get(), SHUT_RDWR);
+    accepting_.join();
+  }
+  Endpoint endpoint() const { return {kAddress, port_}; }
+
+ private:
+  static constexpr const char* kAddress = "127.0.0.31";
+
+  static void Forward(int client) {
+    std::string reason;
+    const FileDescriptor server =
+        ConnectTcp(TestDomain::Get()["address"], 389,
+                   std::chrono::steady_clock::now() + std::chrono::seconds(5), reason);
+    fcntl(server.get(), F_SETFL, 0);  // blocking, for the copying
+    std::thread answers([&] { Copy(server.get(), client); });
+    Copy(client, server.get());
+    answers.join();
+  }
+  static void Copy(int from, int to) {
+    char bytes[16384];
+    for (ssize_t count = 0; (count = recv(from, bytes, sizeof bytes, 0)) > 0;) {
+      send(to, bytes, static_cast<std::size_t>(count), MSG_NOSIGNAL);
+    }
+    shutdown(to, SHUT_WR);
+  }
+
+  FileDescriptor listener_;
+  std::uint16_t port_ = 0;
+  std::thread accepting_;
+};
+
+TEST(Connection, NtlmSpeaksWhereKerberosCannot) {
+  const TestDomain& domain = TestDomain::Get();
+  const Identity reader = Reader();
+  const LdapOnly wall;
+  for (const std::u16string& name : {reader.user, reader.user + u"@" + domain.Wide("dnsDomain"),
+                                     domain.Wide("netbiosDomain") + u"\\" + reader.user}) {
+    const Attempt attempt = TryOpen(wall.endpoint(), {name, reader.password});
+    ASSERT_EQ(attempt.result, kOk) << ToUtf8(name) << ": " << ToUtf8(attempt.error.text);
+    EXPECT_EQ(attempt.connection->authentication(), Authentication::kNtlm) << ToUtf8(name);
+    // A read that only a bound, and here a sealed, connection answers.
+    LDAP* handle = attempt.connection->handle();
+    int messageId = 0;
+    ASSERT_EQ(ldap_search_ext(handle, domain["baseDn"].c_str(), LDAP_SCOPE_BASE, "(objectClass=*)",
+                              nullptr, 0, nullptr, nullptr, nullptr, 0, &messageId),
+              LDAP_SUCCESS);
+    LdapMessage answer;
+    ASSERT_EQ(attempt.connection->AwaitMessage(messageId, LDAP_MSG_ALL, *answer.Put()), kOk);
+    EXPECT_EQ(ldap_count_entries(handle, answer.get()), 1);
+  }
+  const Attempt wrong = TryOpen(wall.endpoint(), {reader.user, u"not the password"});
+  EXPECT_EQ(wrong.error.code, 1326U);
+  EXPECT_EQ(Stored("reader", "badPwdCount"), "1");
+  ASSERT_EQ(TryOpen(Controller(), reader.credentials()).result, kOk);
+}
+
+TEST(Connection, IdentityOfTheProcessIsItsTicketCache) {
+  const TestDomain& domain = TestDomain::Get();
+  const Identity reader = Reader();
+  const auto soon = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+  std::string reason;
+  const FileDescriptor centre = ConnectTcp(domain["host"], 88, soon, reason);
+  ASSERT_TRUE(centre) << reason;
+  const SecretText password(reader.password);
+  KerberosCredentials tickets;
+  ExtendedError error;
+  ASSERT_EQ(tickets.Acquire({.name = LogonName::Parse(ToUtf8(reader.user)),
+                             .password = password,
+                             .realm = domain["realm"],
+                             .services = {"ldap/" + domain["host"]},
+                             .centre = PeerAddress(centre.get(), 88),
+                             .timeLimit = kConnectTimeout},
+                            error),
+            KerberosOutcome::kReady)
+      << ToUtf8(error.text);
+  setenv("KRB5CCNAME", tickets.cacheName().c_str(), 1);
+  const Attempt attempt = TryOpen(Controller(), {});
+  unsetenv("KRB5CCNAME");
+  ASSERT_EQ(attempt.result, kOk) << ToUtf8(attempt.error.text);
+  EXPECT_EQ(attempt.connection->authentication(), Authentication::kProcessIdentity);
+}
+
 TEST(Connection, DisabledAccountIsToldApartFromAWrongPassword) {
   const TestDomain& domain = TestDomain::Get();
   const std::u16string user = domain.Wide("disabledUserName");
@@ -93,6 +202,31 @@ TEST(Connection, DisabledAccountIsToldApartFromAWrongPassword) {
   const Attempt attempt = TryOpen(Controller(), {user, password});
   EXPECT_EQ(attempt.result, kLogonFailure);
   EXPECT_EQ(attempt.error.code, 1331U) << ToUtf8(attempt.error.text);
+}
+
+TEST(Connection, RefusedAccountHasTheSameReasonWhicheverWayItComes) {
+  struct Account {
+    const char16_t* name;
+    Win32Code code;
+  };
+  constexpr std::array kAccounts{
+      Account{u"n.refused.expired", 1793}, Account{u"n.refused.mustchange", 1907},
+      Account{u"n.refused.locked", 1909}, Account{u"n.refused.pwexpired", 1330},
+      Account{u"n.refused.hours", 1328}};
+  ASSERT_EQ(
+      ldap_set_option(nullptr, LDAP_OPT_X_TLS_CACERTFILE, TestDomain::Get()["caFile"].c_str()),
+      LDAP_SUCCESS);
+  const std::u16string password = Reader().password;
+  const LdapOnly wall;
+  for (const Account& account : kAccounts) {
+    for (const Endpoint& endpoint : {Controller(), wall.endpoint(), Controller(636)}) {
+      const Attempt attempt = TryOpen(endpoint, {account.name, password});
+      EXPECT_EQ(attempt.result, kLogonFailure) << ToUtf8(account.name) << " " << endpoint.port;
+      EXPECT_EQ(attempt.error.code, account.code)
+          << ToUtf8(account.name) << " " << endpoint.port << ": " << ToUtf8(attempt.error.text);
+    }
+  }
+  ldap_set_option(nullptr, LDAP_OPT_X_TLS_CACERTFILE, nullptr);
 }
 
 TEST(Connection, EmptyPasswordIsRefusedWithoutATry) {
