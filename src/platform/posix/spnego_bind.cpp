@@ -3,6 +3,8 @@
 #include <gssapi/gssapi_ext.h>
 #include <gssapi/gssapi_krb5.h>
 
+#include <mutex>
+
 #include "platform/posix/logon_failure.h"
 
 namespace zorvan::platform::posix {
@@ -58,6 +60,14 @@ OM_uint32 RequiredFlags(MessageLayers layers) {
   return GSS_C_MUTUAL_FLAG | (layers == MessageLayers::kSignedAndSealed ? kProtection : 0U);
 }
 
+// NTLM begins by asking winbind for the name of this computer, through a library that keeps its
+// state without a lock.
+std::unique_lock<std::mutex> GuardFirstLeg(const Negotiation& with, int leg) {
+  static std::mutex winbind;
+  return leg == 0 && with.mechanism == &ntlmMechanism ? std::unique_lock(winbind)
+                                                      : std::unique_lock<std::mutex>();
+}
+
 // Takes turns with the server until both are content. The server must have proved itself and agreed
 // to the layers.
 SpnegoOutcome Negotiate(const Negotiation& with, const BindExchange& exchange,
@@ -74,6 +84,7 @@ SpnegoOutcome Negotiate(const Negotiation& with, const BindExchange& exchange,
       const berval* received = answer.token.get();
       gss_buffer_desc input{received == nullptr ? 0 : received->bv_len,
                             received == nullptr ? nullptr : received->bv_val};
+      const std::unique_lock<std::mutex> alone = GuardFirstLeg(with, leg);
       major = gss_init_sec_context(
           &minor, with.credential, outcome.context.InOut(), with.target.get(), with.mechanism,
           required, 0, GSS_C_NO_CHANNEL_BINDINGS, &input, nullptr, token.Put(), &agreed, nullptr);
@@ -126,6 +137,8 @@ SpnegoOutcome BindWithKerberos(GssCredential& credential, const std::string& ser
 
 }  // namespace
 
+// GSSAPI makes a Kerberos context of its own, by the configuration of the process. With the ticket
+// at hand it needs nothing from there; where the configuration cannot be read it fails.
 SpnegoOutcome BindWithTicket(const KerberosCredentials& credentials, const BindExchange& exchange,
                              ExtendedError& error) {
   gss_key_value_element_desc cache{"ccache", credentials.cacheName().c_str()};
