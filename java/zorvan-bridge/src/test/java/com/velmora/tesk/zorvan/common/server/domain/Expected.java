@@ -16,6 +16,7 @@ import java.util.Map;
 import java.util.Properties;
 import java.util.Set;
 import java.util.TreeMap;
+import java.util.TreeSet;
 import java.util.function.Function;
 import java.util.stream.Collectors;
 
@@ -26,6 +27,12 @@ import java.util.stream.Collectors;
  * ({@code -Dzorvan.expected=FOLDER}) where there is no {@code ldbsearch}.
  */
 final class Expected {
+  /** An ordinary user whom the tests give wrong passwords. */
+  static final String MISTYPED = "user00012";
+
+  /** How the accounts begin that may not log on, each for another reason. */
+  static final String REFUSED = "n.refused.";
+
   private static final LocalDateTime YEAR_1601 = LocalDateTime.of(1601, 1, 1, 0, 0);
   private static final DateTimeFormatter GENERALIZED_TIME =
       DateTimeFormatter.ofPattern("uuuuMMddHHmmss'.0Z'");
@@ -38,6 +45,14 @@ final class Expected {
       Map.of(
           "authOrig", List.of("authOrig", "dLMemSubmitPerms"),
           "unauthOrig", List.of("unauthOrig", "dLMemRejectPerms"));
+  private static final Set<String> IN_USE =
+      Set.of(
+          TestDomain.property("userName"),
+          TestDomain.property("readerUserName"),
+          TestDomain.property("disabledUserName"),
+          MISTYPED,
+          "DC1$");
+
   private static Expected instance;
 
   private final Path folder;
@@ -72,9 +87,34 @@ final class Expected {
     }
   }
 
-  /** The names of the objects that a report must show. */
+  /** The names of the objects that a report must show, without those of accounts in use. */
   Set<String> reported(String report) {
-    return read(report).stream().map(Ldif.Entry::dn).collect(Collectors.toSet());
+    return read(report).stream()
+        .map(Ldif.Entry::dn)
+        .filter(dn -> !isInUse(dn))
+        .collect(Collectors.toSet());
+  }
+
+  /** The rows of a call by name, which must be those of a report; without accounts in use. */
+  Map<String, Properties> compared(String report, Call call) {
+    Map<String, Properties> rows = call.byName();
+    rows.keySet().removeIf(this::isInUse);
+    Set<String> reported = reported(report);
+    Set<String> missing = new TreeSet<>(reported);
+    missing.removeAll(rows.keySet());
+    Set<String> excess = new TreeSet<>(rows.keySet());
+    excess.removeAll(reported);
+    if (!missing.isEmpty() || !excess.isEmpty() || !call.errors.isEmpty()) {
+      throw new AssertionError(
+          report + ": missing " + missing + "\ntoo many " + excess + "\nerrors " + call.errors);
+    }
+    return rows;
+  }
+
+  // Who logs on, the tests or the controller itself, changes while they run.
+  private boolean isInUse(String dn) {
+    return object(dn).texts("sAMAccountName").stream()
+        .anyMatch(name -> IN_USE.contains(name) || name.startsWith(REFUSED));
   }
 
   /** The object of a distinguished name. */

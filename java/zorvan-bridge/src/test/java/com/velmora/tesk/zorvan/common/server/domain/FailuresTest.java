@@ -36,7 +36,6 @@ class FailuresTest {
   private static final String LOGON_FAILURE = "8007052e";
   private static final String SERVER_DOWN = "8007203a";
   private static final String BAD_PATHNAME = "80005000";
-  private static final String ALICE = "user00012";
 
   private static Call chief(Properties settings) {
     return new Call().users(settings, "CN=Chief," + NOTABLE, "cn");
@@ -70,19 +69,25 @@ class FailuresTest {
 
   @Test
   void wrongPasswordIsTriedOnce() {
-    int before = wrongPasswordsOf(ALICE);
+    int before = wrongPasswordsOf(Expected.MISTYPED);
     // The same controller under both its names: the second must not be asked after a refusal.
     assertRefused(
-        chief(TestDomain.settingsOf(ALICE, "wrong", HOST, ADDRESS)), LOGON_FAILURE, WRONG_PASSWORD);
-    assertEquals(before + 1, wrongPasswordsOf(ALICE), "wrong passwords that the controller saw");
+        chief(TestDomain.settingsOf(Expected.MISTYPED, "wrong", HOST, ADDRESS)),
+        LOGON_FAILURE,
+        WRONG_PASSWORD);
+    assertEquals(
+        before + 1, wrongPasswordsOf(Expected.MISTYPED), "wrong passwords that the controller saw");
   }
 
   @Test
   void wrongPasswordWithAnAddressIsTriedOnce() {
-    int before = wrongPasswordsOf(ALICE);
+    int before = wrongPasswordsOf(Expected.MISTYPED);
     assertRefused(
-        chief(TestDomain.settingsOf(ALICE, "wrong", ADDRESS)), LOGON_FAILURE, WRONG_PASSWORD);
-    assertEquals(before + 1, wrongPasswordsOf(ALICE), "wrong passwords that the controller saw");
+        chief(TestDomain.settingsOf(Expected.MISTYPED, "wrong", ADDRESS)),
+        LOGON_FAILURE,
+        WRONG_PASSWORD);
+    assertEquals(
+        before + 1, wrongPasswordsOf(Expected.MISTYPED), "wrong passwords that the controller saw");
   }
 
   @Test
@@ -104,7 +109,9 @@ class FailuresTest {
   @ValueSource(strings = {"expired", "mustchange", "locked", "pwexpired", "hours"})
   void accountsThatMayNotLogOnAreRefused(String why) {
     assertRefused(
-        chief(TestDomain.settingsOf("n.refused." + why, TestDomain.password("readerPasswordFile"))),
+        chief(
+            TestDomain.settingsOf(
+                Expected.REFUSED + why, TestDomain.password("readerPasswordFile"))),
         LOGON_FAILURE,
         WRONG_PASSWORD);
   }
@@ -127,7 +134,9 @@ class FailuresTest {
     assertFound(chief(TestDomain.settings(down, DOWN_HOSTS.get(2), HOST)));
     assertFound(chief(TestDomain.settings("x".repeat(300), HOST)));
     assertRefused(
-        chief(TestDomain.settingsOf(ALICE, "wrong", down, HOST)), LOGON_FAILURE, WRONG_PASSWORD);
+        chief(TestDomain.settingsOf(Expected.MISTYPED, "wrong", down, HOST)),
+        LOGON_FAILURE,
+        WRONG_PASSWORD);
   }
 
   @Test
