@@ -2,9 +2,9 @@
 
 #include <strings.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <string_view>
 
@@ -13,7 +13,7 @@
 namespace zorvan::platform::posix {
 namespace {
 
-constexpr std::size_t kLongestReply = 1024 * 1024;
+constexpr std::size_t kLongestReply = 0x100000;
 constexpr int kMostExchanges = 16;
 
 std::string_view ViewOf(const krb5_data& data) {
@@ -34,31 +34,29 @@ bool SameName(std::string_view left, std::string_view right) {
 
 // ---- The configuration, as a profile without a file
 
+// The library copies what it is given.
 long GetSetting(void*, const char* const* path, char*** values) {
   constexpr std::array kOff{"dns_lookup_kdc", "dns_lookup_realm", "dns_canonicalize_hostname",
                             "rdns"};
-  if (path[0] == nullptr || path[1] == nullptr || path[2] != nullptr) return PROF_NO_RELATION;
-  if (std::strcmp(path[0], "libdefaults") != 0) return PROF_NO_RELATION;
-  for (const char* name : kOff) {
-    if (std::strcmp(path[1], name) != 0) continue;
-    *values = static_cast<char**>(std::calloc(2, sizeof(char*)));
-    if (*values == nullptr) return ENOMEM;
-    (*values)[0] = strdup("false");
-    return 0;
+  static char off[] = "false";
+  static char* offAlone[] = {off, nullptr};
+  const bool isDefault = path[0] != nullptr && path[1] != nullptr && path[2] == nullptr &&
+                         std::strcmp(path[0], "libdefaults") == 0;
+  if (!isDefault || std::ranges::none_of(
+                        kOff, [&](const char* name) { return std::strcmp(path[1], name) == 0; })) {
+    return PROF_NO_RELATION;
   }
-  return PROF_NO_RELATION;
+  *values = offAlone;
+  return 0;
 }
 
-void FreeSetting(void*, char** values) {
-  if (values != nullptr) std::free(values[0]);
-  std::free(values);
-}
+void LeaveSetting(void*, char**) {}
 
 krb5_error_code MakeContext(KerberosContext& context) {
   profile_vtable functions{};
   functions.minor_ver = 1;
   functions.get_values = GetSetting;
-  functions.free_values = FreeSetting;
+  functions.free_values = LeaveSetting;
   KerberosProfile profile;
   const long code = profile_init_vtable(&functions, nullptr, profile.Put());
   if (code != 0) return static_cast<krb5_error_code>(code);

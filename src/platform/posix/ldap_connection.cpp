@@ -424,7 +424,7 @@ HResult LdapConnection::Open(const Endpoint& endpoint, const Credentials& creden
   if (Succeeded(result)) result = opening.Bind(credentials);
   if (Failed(result)) return result;
   error = {};
-  connection.reset(new LdapConnection(opening.Finish()));
+  connection = std::make_unique<LdapConnection>(opening.Finish());
   return kOk;
 }
 

@@ -50,6 +50,9 @@ struct ServerNames {
 enum class Authentication { kAnonymous, kKerberos, kNtlm, kProcessIdentity, kSimple };
 
 class LdapConnection {
+  class Opening;
+  struct State;
+
  public:
   // Connects and authenticates.
   //
@@ -66,6 +69,7 @@ class LdapConnection {
   static HResult Open(const Endpoint& endpoint, const Credentials& credentials, std::uint32_t flags,
                       std::unique_ptr<LdapConnection>& connection, ExtendedError& error,
                       const TimeLimits& limits = {});
+  explicit LdapConnection(std::unique_ptr<State> state);  // for Open
   ~LdapConnection();
 
   LdapConnection(const LdapConnection&) = delete;
@@ -88,9 +92,6 @@ class LdapConnection {
   bool broken() const;
 
  private:
-  class Opening;
-  struct State;
-  explicit LdapConnection(std::unique_ptr<State> state);
   std::unique_ptr<State> state_;
 };
 

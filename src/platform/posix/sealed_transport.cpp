@@ -9,11 +9,11 @@ namespace zorvan::platform::posix {
 namespace {
 
 constexpr std::size_t kLengthSize = 4;
-constexpr std::size_t kReadSize = 256 * 1024;
+constexpr std::size_t kReadSize = 0x40000;
 // Longer than any token that a directory server sends.
-constexpr std::size_t kLongestToken = 16 * 1024 * 1024;
+constexpr std::size_t kLongestToken = 0x1000000;
 // How much goes into one token; servers need not accept longer ones than 64 KiB.
-constexpr std::size_t kPlainPerToken = 32 * 1024;
+constexpr std::size_t kPlainPerToken = 0x8000;
 
 std::size_t ReadLength(const char* bytes) {
   std::size_t length = 0;

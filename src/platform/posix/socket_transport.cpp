@@ -10,7 +10,7 @@
 namespace zorvan::platform::posix {
 namespace {
 
-constexpr std::size_t kReadAhead = 16 * 1024;
+constexpr std::size_t kReadAhead = 0x4000;
 
 }  // namespace
 

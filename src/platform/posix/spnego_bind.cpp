@@ -168,7 +168,8 @@ SpnegoOutcome BindAsProcess(const std::vector<std::string>& services, const std:
     outcome = FailedHere(major, minor, &kerberosMechanism, error);
   } else {
     for (const std::string& service : services) {
-      const std::string name = realm.empty() ? service : service + "@" + realm;
+      std::string name = service;
+      if (!realm.empty()) name.append("@").append(realm);
       outcome = BindWithKerberos(credential, name, layers, exchange, error);
       if (!outcome.nothingSent) return outcome;
     }

@@ -19,6 +19,7 @@ using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
 constexpr milliseconds kNextAddressAfter{250};
+constexpr milliseconds::rep kLongestWait = 86400000;  // a day; poll takes an int
 
 // A dead peer is found out after about three minutes of silence on an idle connection.
 constexpr int kKeepAliveIdleSeconds = 90;
@@ -29,7 +30,7 @@ std::string ErrorText(int error) { return std::generic_category().message(error)
 
 int MillisecondsUntil(Deadline deadline) {
   const auto left = std::chrono::ceil<milliseconds>(deadline - Clock::now()).count();
-  return static_cast<int>(std::clamp<milliseconds::rep>(left, 0, 24 * 3600 * 1000));
+  return static_cast<int>(std::clamp<milliseconds::rep>(left, 0, kLongestWait));
 }
 
 void SetOption(int descriptor, int level, int option, int value) {
@@ -55,11 +56,9 @@ class Attempts {
   void Start(const sockaddr* address, socklen_t size) {
     FileDescriptor descriptor(
         socket(address->sa_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-    if (!descriptor) {
-      error_ = errno;
-    } else if (connect(descriptor.get(), address, size) == 0) {
+    if (descriptor && connect(descriptor.get(), address, size) == 0) {
       connected_ = std::move(descriptor);
-    } else if (errno == EINPROGRESS) {
+    } else if (descriptor && errno == EINPROGRESS) {
       waiting_.push_back(std::move(descriptor));
     } else {
       error_ = errno;
