@@ -1,4 +1,5 @@
-// The machine-dependent half of jni.h for Windows on x64, so that the cross build needs no Windows JDK.
+// The machine-dependent half of jni.h for Windows on x64, so that the cross build needs no Windows
+// JDK.
 #ifndef ZORVAN_JNI_MD_H
 #define ZORVAN_JNI_MD_H
 
