@@ -157,7 +157,7 @@ HResult LdapConnection::State::Await(int messageId, int all, std::chrono::millis
       broken = true;
       int code = LDAP_SERVER_DOWN;
       ldap_get_option(handle.get(), LDAP_OPT_RESULT_CODE, &code);
-      return HResultFromLdap(code, {});
+      return HResultFromLdap(code);
     }
     if (ber_sockbuf_ctrl(layers, LBER_SB_OPT_DATA_READY, nullptr) > 0) continue;
     if (!socket.Await(Clock::now() + limit)) {
@@ -228,7 +228,7 @@ HResult LdapConnection::Opening::MakeHandle() {
   PrepareLibrary();
   const int result = ldap_init_fd(state_->socket.descriptor(), LDAP_PROTO_EXT,
                                   UrlOf(endpoint_).c_str(), state_->handle.Put());
-  if (result != LDAP_SUCCESS) return HResultFromLdap(result, {});
+  if (result != LDAP_SUCCESS) return HResultFromLdap(result);
   SetOptions(handle());
   Sockbuf* layers = nullptr;
   ldap_get_option(handle(), LDAP_OPT_SOCKBUF, &layers);

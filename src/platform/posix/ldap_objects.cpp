@@ -83,7 +83,7 @@ HResult LdapPropertyObject::GetInfo() {
   }
   if (entry_.Reset(target_.connection->handle(), entry)) return kOk;
   chain_.reset();
-  return HResultFromLdap(LDAP_DECODING_ERROR, {});
+  return HResultFromLdap(LDAP_DECODING_ERROR);
 }
 
 HResult LdapPropertyObject::Get(std::u16string_view attribute, AttributeSet& value) {

@@ -109,9 +109,7 @@ std::u16string TextOf(int resultCode, std::string_view diagnostic) {
 
 }  // namespace
 
-HResult HResultFromLdap(int resultCode, std::string_view /*diagnostic*/) {
-  return HResultFromWin32(Win32FromLdap(resultCode));
-}
+HResult HResultFromLdap(int resultCode) { return HResultFromWin32(Win32FromLdap(resultCode)); }
 
 ExtendedError ExtendedErrorFromLdap(int resultCode, std::string_view diagnostic) {
   if (resultCode == LDAP_INVALID_CREDENTIALS) {
@@ -133,7 +131,7 @@ HResult ResultOf(LDAP* handle, LDAPMessage* message, ExtendedError& error) {
     ldap_get_option(handle, LDAP_OPT_RESULT_CODE, &code);
     ldap_get_option(handle, LDAP_OPT_DIAGNOSTIC_MESSAGE, diagnostic.Put());
   }
-  const HResult result = HResultFromLdap(code, {});
+  const HResult result = HResultFromLdap(code);
   if (Failed(result)) error = ExtendedErrorFromLdap(code, diagnostic ? diagnostic.get() : "");
   return result;
 }

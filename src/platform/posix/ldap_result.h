@@ -12,7 +12,7 @@ namespace zorvan::platform::posix {
 
 // The HResult for an LDAP result code, the library's own (negative) ones included. The code alone
 // decides, as on the platform; what a server adds in the text is for ExtendedError.
-HResult HResultFromLdap(int resultCode, std::string_view diagnostic);
+HResult HResultFromLdap(int resultCode);
 
 // Reads the result of a finished request (or the handle's last error when message is null). On
 // failure error has the diagnostic text and the Win32 code that it names: the reason of a refused

@@ -85,7 +85,7 @@ HResult LdapSearch::GetNextRow() {
   const HResult result = search_->Next(target_.context->lastError);
   if (result != kOk) return result;
   if (!row_.Reset(target_.connection->handle(), search_->current())) {
-    return HResultFromLdap(LDAP_DECODING_ERROR, {});
+    return HResultFromLdap(LDAP_DECODING_ERROR);
   }
   onRow_ = true;
   name_.clear();

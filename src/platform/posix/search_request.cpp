@@ -45,7 +45,7 @@ class Controls {
       // Not critical: a server that does not know pages shall answer in one piece.
       const int result = ldap_create_page_control(handle, static_cast<ber_int_t>(request.pageSize),
                                                   cookie.empty() ? nullptr : &value, 0, &control);
-      if (result != LDAP_SUCCESS) return HResultFromLdap(result, {});
+      if (result != LDAP_SUCCESS) return HResultFromLdap(result);
       page_.reset(control);
       list_[count_++] = control;
     }

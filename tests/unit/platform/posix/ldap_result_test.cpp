@@ -80,13 +80,13 @@ constexpr Published kPublished[] = {
 
 TEST(LdapResult, EveryCodeIsMappedAsPublished) {
   for (const Published& row : kPublished) {
-    EXPECT_EQ(Bits(HResultFromLdap(row.ldap, {})), row.hresult) << ldap_err2string(row.ldap);
+    EXPECT_EQ(Bits(HResultFromLdap(row.ldap)), row.hresult) << ldap_err2string(row.ldap);
   }
 }
 
 TEST(LdapResult, EveryCodeWithoutANameIsAFailure) {
   for (int code = -128; code < 256; ++code) {
-    EXPECT_EQ(Failed(HResultFromLdap(code, {})), code != LDAP_SUCCESS) << code;
+    EXPECT_EQ(Failed(HResultFromLdap(code)), code != LDAP_SUCCESS) << code;
   }
 }
 

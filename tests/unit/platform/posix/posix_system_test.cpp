@@ -13,7 +13,7 @@ TEST(MessageTexts, ExistForEveryResultThatADirectoryServerCanCause) {
   PosixSystem system;
   std::u16string text;
   for (int code = -20; code <= 130; ++code) {
-    const HResult result = HResultFromLdap(code, {});
+    const HResult result = HResultFromLdap(code);
     if (!Failed(result)) continue;
     EXPECT_TRUE(system.FormatMessageText(Bits(result), text))
         << code << " became " << std::hex << Bits(result);
