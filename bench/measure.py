@@ -147,8 +147,8 @@ class Bench:
         runs = []
         for contender in contenders:
             say(f"linked objects: {contender}")
-            searches = self.run_java(contender, [(name, self.part) for name in ["first"] + ["plain"] * steady])
-            searches += self.run_java(contender, [(name, self.part) for name in ["first"] + ["steady"] * steady], LINKS)
+            names = ["first", "plain"] + ["plain", "steady"] * steady
+            searches = self.run_java(contender, [(name, self.part) for name in names], LINKS)
             runs.append({"contender": contender, "searches": searches})
         self.check_same_work(runs)
         return runs
@@ -210,6 +210,7 @@ def main():
         bench.log_on(folder)
         slapd = bench.slapd
         results = {
+            "load": os.getloadavg()[0],
             "allRows": bench.all_rows(chosen(PROTECTED + UNPROTECTED if slapd else PROTECTED), 3 if slapd else 2),
             "memory": bench.memory(chosen(MEMORY)) if slapd else [],
             "links": bench.links(chosen(LINKED), 3 if slapd else 1),

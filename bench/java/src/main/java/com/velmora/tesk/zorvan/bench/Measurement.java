@@ -16,7 +16,8 @@ import java.util.Locale;
  *
  * CONTENDER is library, jndi or sdk, the latter two with "-simple" for an unprotected connection or
  * "-remembering" for link look-ups that are not repeated. LINKS may be "-". A SEARCH is
- * NAME=BASE_DN; NAME is repeated in the output.
+ * NAME=BASE_DN; NAME is repeated in the output, and one that is called "plain" leaves the links
+ * out.
  */
 public final class Measurement {
   private Measurement() {}
@@ -30,8 +31,13 @@ public final class Measurement {
     all.addAll(links);
     for (int i = 5; i < arguments.length; i++) {
       int end = arguments[i].indexOf('=');
-      Search search = new Search(arguments[i].substring(end + 1), arguments[2], all, links);
-      measure(arguments[i].substring(0, end), contender, search);
+      String name = arguments[i].substring(0, end);
+      String baseDn = arguments[i].substring(end + 1);
+      Search search =
+          name.equals("plain")
+              ? new Search(baseDn, arguments[2], attributes, List.of())
+              : new Search(baseDn, arguments[2], all, links);
+      measure(name, contender, search);
     }
   }
 
