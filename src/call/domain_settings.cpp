@@ -3,6 +3,7 @@
 namespace zorvan::call {
 
 void Wipe(std::u16string& text) {
+  text.resize(text.capacity());
   volatile char16_t* unit = text.data();
   for (std::size_t i = 0; i < text.size(); ++i) unit[i] = 0;
   text.clear();

@@ -51,7 +51,7 @@ struct DomainSettings {
   platform::Credentials credentials() const;
 };
 
-// Overwrites the characters before the text goes.
+// Overwrites all that the text has room for, what a swap or a shorter text left behind included.
 void Wipe(std::u16string& text);
 
 }  // namespace zorvan::call
