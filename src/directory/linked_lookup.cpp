@@ -40,9 +40,13 @@ bool LinkedLookup::Wants(std::u16string_view distinguishedName) const {
   return InDomain(distinguishedName) && !known_.contains(distinguishedName);
 }
 
+void LinkedLookup::MakeRoomFor(std::size_t count) {
+  if (known_.size() + count > kMostRemembered) known_.clear();
+}
+
 void LinkedLookup::Read(const std::vector<std::u16string>& keys) {
   if (keys.empty()) return;
-  if (known_.size() + keys.size() > kMostRemembered) known_.clear();
+  MakeRoomFor(keys.size());
   std::vector<std::u16string> paths;
   paths.reserve(keys.size());
   for (const std::u16string& key : keys) paths.push_back(ObjectPath(handler_.settings, key));

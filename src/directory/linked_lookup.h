@@ -37,6 +37,10 @@ class LinkedLookup {
   // True for a name that lies in the connection's domain and is not remembered.
   bool Wants(std::u16string_view distinguishedName) const;
 
+  // Forgets all objects unless so many more can be remembered. Asked before the names of a batch
+  // are chosen, so that none that the row needs is forgotten by reading the others.
+  void MakeRoomFor(std::size_t count);
+
   // Reads the objects behind these names, each of which Wants answers true for, with one batch.
   void Fetch(const std::vector<std::u16string>& names) { Read(names); }
 

@@ -208,11 +208,13 @@ void RowBuilder::AddLinks(DirectorySearch& search, const Attribute& attribute, c
 // refer to.
 void RowBuilder::FetchLinks(DirectorySearch& search, const Attribute& attribute,
                             std::span<const platform::Value> values) {
+  const auto isWanted = [&](const platform::Value& value) { return links_.Wants(value.text); };
+  if (std::none_of(values.begin(), values.end(), isWanted)) return;
+  links_.MakeRoomFor(values.size() + LinkedLookup::kMostInBatch);
   std::vector<std::u16string> names;
   for (const platform::Value& value : values) {
-    if (links_.Wants(value.text)) names.emplace_back(value.text);
+    if (isWanted(value)) names.emplace_back(value.text);
   }
-  if (names.empty()) return;
   const std::size_t most = names.size() + LinkedLookup::kMostInBatch;
   for (const Attribute& linked : attributes_) {
     // Members are not shared between groups the way groups and managers are between users.

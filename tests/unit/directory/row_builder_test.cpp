@@ -236,22 +236,35 @@ TEST_F(RowBuilderTest, LinksOfAPageAreReadWithOneBatch) {
   EXPECT_EQ(asked, 3U);
 }
 
-TEST_F(RowBuilderTest, AGroupOfAnySizeIsReadInFewBatches) {
-  constexpr std::size_t kMembers = 12'000;  // more than are remembered
+std::vector<std::u16string> NamesOfMany(std::size_t count) {
   std::vector<std::u16string> names;
-  std::vector<RecordedValue> expected;
-  for (std::size_t i = 0; i < kMembers; ++i) {
+  for (std::size_t i = 0; i < count; ++i) {
     const std::string number = std::to_string(i);
-    const std::u16string wide(number.begin(), number.end());
-    names.push_back(u"CN=m" + wide + u",DC=example,DC=com");
-    expected.push_back(Linked(names.back(), names.back()));
+    names.push_back(NameOf(u"m" + std::u16string(number.begin(), number.end())));
   }
+  return names;
+}
+
+TEST_F(RowBuilderTest, AGroupOfAnySizeIsReadInFewBatches) {
+  const std::vector<std::u16string> names = NamesOfMany(12'000);  // more than are remembered
+  std::vector<RecordedValue> expected;
+  for (const std::u16string& name : names) expected.push_back(Linked(name, name));
   AddRow(u"Big")
       .Names(u"memberOf", names)
       .Number(u"primaryGroupID", 513)
       .Binary(u"objectSid", DomainSid(1105));
   expected.push_back(LinkedWithGuid(u"Domain Users"));
   EXPECT_TRUE(Read({u"memberOf"}).at(0).at(u"memberOf") == List(expected));
+  EXPECT_LE(script.batches.size(), 15U);
+}
+
+TEST_F(RowBuilderTest, ARowThatOverflowsWhatIsRememberedIsStillReadInOneBatch) {
+  const std::vector<std::u16string> names = NamesOfMany(LinkedLookup::kMostRemembered);
+  std::vector<std::u16string> knownAndNew(names.end() - 500, names.end());
+  knownAndNew.push_back(NameOf(u"Staff"));
+  AddRow(u"first").Names(u"memberOf", names);
+  AddRow(u"second").Names(u"memberOf", knownAndNew);
+  Read({u"memberOf"});
   EXPECT_LE(script.batches.size(), 15U);
 }
 
