@@ -12,8 +12,7 @@ namespace {
 
 using call::LogMessage;
 
-constexpr std::string_view kSomeAuthenticationProblem =
-    "halden.common_authentication.native.failure.some_authentication_problem";
+using directory::kSomeAuthenticationProblem;
 
 bool IsDebugLogLevel(JavaCall& java) {
   const JavaClassCache& classes = java.classes();

@@ -19,11 +19,6 @@ void AppendToPath(std::u16string& path, std::u16string_view distinguishedName) {
   }
 }
 
-// The user of the log line; the process's own identity has no name here.
-std::u16string_view NetworkUserName(const call::DomainSettings& settings) {
-  return settings.logonName ? std::u16string_view(*settings.logonName) : u"(null)";
-}
-
 // Opens through whichever of the directory's open operations fits the interface.
 template <typename Interface>
 HResult Bind(NativeHandler& handler, std::u16string_view path, std::uint32_t flags,
@@ -50,6 +45,10 @@ HResult Bind(NativeHandler& handler, std::u16string_view path, std::uint32_t fla
 }
 
 }  // namespace
+
+std::u16string_view NetworkUserName(const call::DomainSettings& settings) {
+  return settings.logonName ? std::u16string_view(*settings.logonName) : u"(null)";
+}
 
 std::u16string ObjectPath(const call::DomainSettings& settings,
                           std::u16string_view distinguishedName) {

@@ -13,6 +13,9 @@ namespace zorvan::directory {
 
 inline constexpr std::u16string_view kDeletedObjectsGuid = u"18e2ea80684f11d2b9aa00c04f79f805";
 
+// The user in log lines; the process's own identity has no name here.
+std::u16string_view NetworkUserName(const call::DomainSettings& settings);
+
 // ldapRootPath + distinguished name.
 std::u16string ObjectPath(const call::DomainSettings& settings,
                           std::u16string_view distinguishedName);

@@ -21,8 +21,6 @@ constexpr std::string_view kWrongPassword =
     "halden.common_authentication.native.failure.username/password.wrong";
 constexpr std::string_view kUserHasNoReadPermission =
     "halden.common_authentication.native.failure.user_no_read_permission";
-constexpr std::string_view kSomeAuthenticationProblem =
-    "halden.common_authentication.native.failure.some_authentication_problem";
 constexpr std::string_view kServersNotOperational =
     "halden.common_authentication.native.failure.given_servers_not_opertional";
 
@@ -140,8 +138,7 @@ HResult Probe(NativeHandler& handler, const std::u16string& controller) {
   const DomainSettings& settings = handler.settings;
   const std::u16string path = ControllerPath(controller, settings.defaultNamingContext);
   LogMessageW(handler, call::kDetail, "ldapDCPath for Checking valid DC %ws\t", path);
-  LogMessageW(handler, call::kDetail, "networkUserName %ws\t",
-              settings.logonName ? std::u16string_view(*settings.logonName) : u"(null)");
+  LogMessageW(handler, call::kDetail, "networkUserName %ws\t", NetworkUserName(settings));
   std::unique_ptr<platform::DirectorySearch> search;
   return BindObject(handler, path, search);
 }

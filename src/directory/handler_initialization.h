@@ -5,12 +5,17 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "call/error_list.h"
 #include "call/native_handler.h"
 
 namespace zorvan::directory {
+
+// The key of an initialisation that failed for no reason with a key of its own.
+inline constexpr std::string_view kSomeAuthenticationProblem =
+    "halden.common_authentication.native.failure.some_authentication_problem";
 
 // The domain settings as they came, key by key; absent where Java had none. The password is wiped
 // when this goes.
