@@ -11,7 +11,7 @@ namespace zorvan::reports {
 enum class ParameterKind {
   kTime,  // long, milliseconds since 1970-01-01 UTC; a 100-nanosecond count since 1601 in the
           // filter
-  kGeneralizedTime,    // String such as "20240131000000.0Z", passed on as it is
+  kGeneralizedTime,    // String such as "20240131000000.0Z", not converted; escaped
   kText,               // String, escaped
   kDistinguishedName,  // String, escaped
   kController,         // String, the controller that is searched; not part of the filter
