@@ -46,33 +46,31 @@ void AppendNarrow(std::u16string& out, std::string_view text) {
   }
 }
 
-void AppendNumber(std::u16string& out, const Conversion& conversion, const LogArgument& argument) {
-  std::array<char, 24> digits;
-  char* end = digits.data();
-  std::uint64_t bits = argument.bits();
-  const bool isSigned = argument.kind() == LogArgument::Kind::kSigned;
-  switch (conversion.letter) {
-    case 'x':
-    case 'X':
-    case 'u':
-      if (argument.size() <= 4 && !conversion.wide64) bits &= 0xFFFFFFFFU;
-      end = std::to_chars(digits.data(), digits.data() + digits.size(), bits,
-                          conversion.letter == 'u' ? 10 : 16)
-                .ptr;
-      break;
-    default:
-      end = isSigned ? std::to_chars(digits.data(), digits.data() + digits.size(),
-                                     static_cast<std::int64_t>(bits))
-                           .ptr
-                     : std::to_chars(digits.data(), digits.data() + digits.size(), bits).ptr;
-      // %d of an unsigned 32-bit code prints it as the signed number that the format says.
-      if (!isSigned && argument.size() == 4 && conversion.letter != 'c') {
-        end = std::to_chars(digits.data(), digits.data() + digits.size(),
-                            static_cast<std::int32_t>(bits))
-                  .ptr;
-      }
+// The digits of a number as the conversion's letter wants them. A 32-bit argument stays 32 bits
+// wide, signed for %d whatever its type.
+std::string_view Digits(std::span<char> buffer, const Conversion& conversion,
+                        const LogArgument& argument) {
+  char* const begin = buffer.data();
+  char* const end = begin + buffer.size();
+  const bool narrow = argument.size() <= 4 && !conversion.wide64;
+  const std::uint64_t bits = argument.bits();
+  const bool hexadecimal = conversion.letter == 'x' || conversion.letter == 'X';
+  const char* last = nullptr;
+  if (hexadecimal || conversion.letter == 'u') {
+    last = std::to_chars(begin, end, narrow ? bits & 0xFFFFFFFFU : bits, hexadecimal ? 16 : 10).ptr;
+  } else if (narrow) {
+    last = std::to_chars(begin, end, static_cast<std::int32_t>(bits)).ptr;
+  } else if (argument.kind() == LogArgument::Kind::kSigned) {
+    last = std::to_chars(begin, end, static_cast<std::int64_t>(bits)).ptr;
+  } else {
+    last = std::to_chars(begin, end, bits).ptr;
   }
-  const std::string_view text(digits.data(), static_cast<std::size_t>(end - digits.data()));
+  return {begin, static_cast<std::size_t>(last - begin)};
+}
+
+void AppendNumber(std::u16string& out, const Conversion& conversion, const LogArgument& argument) {
+  std::array<char, 24> buffer;
+  const std::string_view text = Digits(buffer, conversion, argument);
   if (text.size() < conversion.width) {
     out.append(conversion.width - text.size(), conversion.zeroPadded ? u'0' : u' ');
   }
