@@ -36,7 +36,9 @@ import java.util.logging.Logger;
  *       ...username/password.wrong}, {@code ...user_no_read_permission} or {@code
  *       ...some_authentication_problem} means that no controller could be used; {@code
  *       halden.reports.native.failure.no_view_permission} or {@code ...authentication} that the
- *       base could not be opened. Either way there are no rows.
+ *       base could not be opened. Either way there are no rows. A report whose search fails later
+ *       adds one entry with a key of {@code halden.reports.native.failure}: {@code SEVERE} when it
+ *       gave no row, {@code WARNING} when the rows are not all there are.
  * </ul>
  */
 public class ADHandler {
