@@ -190,8 +190,8 @@ public final class NativeLibraryLoader {
   }
 
   // Never loads a file that somebody else could have written: the folder belongs to this user and
-  // to
-  // nobody else, and what is there already is used only when its content is what would be written.
+  // to nobody else, and what is there already is used only when its content is what would be
+  // written.
   private Path unpack(byte[] content) throws IOException {
     Path folder = privateFolder(HexFormat.of().formatHex(sha256(content), 0, 16));
     Path file = folder.resolve(fileName());
@@ -222,6 +222,7 @@ public final class NativeLibraryLoader {
     if (cache.isEmpty()) {
       Path folder = Files.createTempDirectory("zorvan-native-");
       folder.toFile().deleteOnExit();
+      folder.resolve(fileName()).toFile().deleteOnExit(); // goes first
       return folder;
     }
     Path folder = cache.get().resolve("zorvan").resolve("native").resolve(name);
