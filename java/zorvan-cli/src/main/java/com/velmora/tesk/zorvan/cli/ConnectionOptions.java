@@ -152,8 +152,7 @@ final class ConnectionOptions {
   }
 
   // The logon name is used as it is only when it says its domain; the implicit name@domain works
-  // for
-  // every account, whatever the domain's NetBIOS name.
+  // for every account, whatever the domain's NetBIOS name.
   private static String logonName(String name, String dnsDomain, boolean netbiosDomainKnown) {
     if (name.indexOf('\\') >= 0 || name.indexOf('@') >= 0 || netbiosDomainKnown) {
       return name;

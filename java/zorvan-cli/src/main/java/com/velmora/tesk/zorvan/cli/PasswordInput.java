@@ -76,8 +76,7 @@ final class PasswordInput {
   }
 
   // Java's console exists only when both input and output are a terminal. With the rows going to a
-  // file
-  // or a pipe, the user still sits at one.
+  // file or a pipe, the user still sits at one.
   private Optional<char[]> fromControllingTerminal(String question) {
     File terminal = new File("/dev/tty");
     try (InputStream keys = new FileInputStream(terminal);

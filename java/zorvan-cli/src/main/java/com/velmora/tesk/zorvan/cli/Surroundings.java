@@ -31,8 +31,7 @@ record Surroundings(
     Clock clock) {
 
   // The launcher script can tell which streams are terminals and passes it on; Java itself cannot
-  // ask
-  // for one stream alone.
+  // ask for one stream alone.
   private static final String OUTPUT_TERMINAL = "zorvan.terminal.output";
   private static final String MESSAGES_TERMINAL = "zorvan.terminal.messages";
   private static final String COLUMNS = "zorvan.terminal.columns";
