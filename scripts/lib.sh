@@ -40,28 +40,5 @@ up_to_date() {
   [ -e "$stamp" ] && [ -z "$(find "$@" -newer "$stamp" -not -path '*/target/*' -print -quit)" ]
 }
 
-# install_packages PACKAGE...: installs those that are missing, and says nothing when none is. Daemons are kept from starting.
-install_packages() {
-  local missing=() package
-  for package in "$@"; do
-    [ "$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null)" = installed ] || missing+=("$package")
-  done
-  [ ${#missing[@]} = 0 ] && return 0
-  require_root
-  say "installing ${missing[*]}"
-  local policy=/usr/sbin/policy-rc.d own_policy=no
-  if [ ! -e $policy ]; then
-    printf '#!/bin/sh\nexit 101\n' >$policy
-    chmod +x $policy
-    own_policy=yes
-  fi
-  local result=0
-  { DEBIAN_FRONTEND=noninteractive apt-get -o DPkg::Lock::Timeout=300 update &&
-    DEBIAN_FRONTEND=noninteractive apt-get -o DPkg::Lock::Timeout=300 -y --no-install-recommends install "${missing[@]}"; } \
-    >"${TMPDIR:-/tmp}/zorvan-packages.log" 2>&1 || result=$?
-  [ $own_policy = yes ] && rm -f $policy
-  [ $result = 0 ] || {
-    tail -n 5 "${TMPDIR:-/tmp}/zorvan-packages.log" >&2
-    die "the packages could not be installed"
-  }
-}
+# shellcheck source=packages.sh
+. "$root/scripts/packages.sh"
