@@ -9,7 +9,7 @@ help: ## this list
 demo: ## build, start the embedded domain, run a report through Java, print its rows
 	@scripts/demo
 
-test: ## build and pass every test (ONLY=Name: one JUnit class, or one unit test by pattern)
+test: ## build and pass every test (ONLY=Name: one JUnit class, nothing else)
 	@scripts/test $(if $(ONLY),--only '$(ONLY)')
 
 windows: ## cross-build the DLL and pack build/ZorvanSecurity-windows-x64.zip
