@@ -213,7 +213,7 @@ def main():
             "load": os.getloadavg()[0],
             "allRows": bench.all_rows(chosen(PROTECTED + UNPROTECTED if slapd else PROTECTED), 3 if slapd else 2),
             "memory": bench.memory(chosen(MEMORY)) if slapd else [],
-            "links": bench.links(chosen(LINKED), 3 if slapd else 1),
+            "links": bench.links(chosen(LINKED), 3),
         }
     with open(options.out, "w", encoding="utf-8") as file:
         json.dump(results, file, indent=1)
