@@ -63,7 +63,8 @@ std::string Columns(std::string_view columns) {
 std::string Entry(const ReportDefinition& report) {
   return "  {\"name\": " + Quoted(report.method) +
          ", \"group\": " + Quoted(GroupName(report.group)) +
-         ", \"title\": " + Quoted(report.title) + ",\n   \"deletedObjects\": false" +
+         ", \"title\": " + Quoted(report.title) +
+         ",\n   \"deletedObjects\": " + (IsAmongDeletedObjects(report) ? "true" : "false") +
          ", \"parameters\": " + Parameters(report) +
          ",\n   \"defaultColumns\": " + Columns(report.defaultColumns) + "}";
 }

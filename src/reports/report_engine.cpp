@@ -1,9 +1,11 @@
 #include "reports/report_engine.h"
 
+#include <algorithm>
 #include <memory>
 
 #include "directory/bind.h"
 #include "directory/paged_search.h"
+#include "platform/text.h"
 #include "reports/report_filter.h"
 
 namespace zorvan::reports {
@@ -16,6 +18,7 @@ using platform::Bits;
 using platform::Failed;
 using platform::HResult;
 
+constexpr std::u16string_view kObjectClass = u"objectClass";
 constexpr std::u16string_view kUserAccountControl = u"userAccountControl";
 
 std::string_view NameWithoutGet(const ReportDefinition& report) {
@@ -36,6 +39,7 @@ std::u16string_view ControllerOf(const ReportDefinition& report, const ReportReq
 
 std::u16string BindPath(const NativeHandler& handler, const ReportDefinition& report,
                         const ReportRequest& request) {
+  if (IsAmongDeletedObjects(report)) return directory::DeletedObjectsPath(handler.settings);
   const std::u16string_view base =
       request.baseDn ? std::u16string_view(*request.baseDn) : std::u16string_view();
   const std::u16string_view controller = ControllerOf(report, request);
@@ -61,18 +65,43 @@ directory::RowSelection AccountFlagSelection(NativeHandler& handler, std::uint32
   return {{kUserAccountControl}, keep};
 }
 
+bool HasClass(platform::DirectorySearch& search, std::u16string_view name) {
+  platform::Column column;
+  if (Failed(search.GetColumn(kObjectClass, column))) return false;
+  return std::any_of(column.values.begin(), column.values.end(), [&](const platform::Value& value) {
+    return platform::EqualsIgnoringCase(value.text, name);
+  });
+}
+
+// A deleted object keeps its classes but loses its category, and a computer's classes include the
+// user's: so a user is what is no computer.
+directory::RowSelection DeletedClassSelection(bool computers) {
+  const auto keep = [computers](platform::DirectorySearch& search) {
+    return HasClass(search, u"user") && HasClass(search, u"computer") == computers;
+  };
+  return {{kObjectClass}, keep};
+}
+
+directory::RowSelection SelectionOf(NativeHandler& handler, const ReportDefinition& report) {
+  if (IsAmongDeletedObjects(report)) {
+    return DeletedClassSelection(report.rule == ReportRule::kDeletedComputers);
+  }
+  return report.rule == ReportRule::kAccountFlags
+             ? AccountFlagSelection(handler, report.accountFlags)
+             : directory::RowSelection{};
+}
+
 void StreamReport(NativeHandler& handler, const ReportDefinition& report,
                   const ReportRequest& request, platform::DirectorySearch& search,
                   std::u16string_view filter, call::RowListener& listener,
                   call::ErrorList& errors) {
   LogMessageW(handler, call::kMilestone, "Getting Object properties with filter %ws\t", filter);
-  directory::RowSelection selection;
-  if (report.rule == ReportRule::kAccountFlags) {
-    selection = AccountFlagSelection(handler, report.accountFlags);
-  }
+  const directory::SearchRequest wanted{.filter = filter,
+                                        .attributes = request.attributes,
+                                        .tombstones = IsAmongDeletedObjects(report)};
   const directory::SearchOutcome outcome =
-      directory::StreamRows(handler, search, {filter, request.attributes},
-                            directory::FirstAnswer::kHonoured, listener, selection);
+      directory::StreamRows(handler, search, wanted, directory::FirstAnswer::kHonoured, listener,
+                            SelectionOf(handler, report));
   if (!Failed(outcome.result)) return;
   // A search that broke off must not pass for a complete report. With rows delivered it went on to
   // its end all the same.
@@ -90,7 +119,9 @@ void BindAndStream(NativeHandler& handler, const ReportDefinition& report,
   std::unique_ptr<platform::DirectorySearch> search;
   HResult result = platform::kInvalidArgument;
   if (filter) {
-    result = directory::BindObject(handler, path, search);
+    result = directory::BindObject(handler, path, search,
+                                   IsAmongDeletedObjects(report) ? directory::kDeletedObjectsFlags
+                                                                 : platform::kSecureAuthentication);
   } else {
     LogMessage(handler, call::kMilestone, "%s has no value for a parameter of its filter",
                report.method);

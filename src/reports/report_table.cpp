@@ -21,6 +21,8 @@ constexpr std::array kCreatedSince{
     ReportParameter{"since", Kind::kGeneralizedTime, "created at this time or later"}};
 constexpr std::array kChangedSince{
     ReportParameter{"since", Kind::kGeneralizedTime, "changed at this time or later"}};
+constexpr std::array kDeletedSince{ReportParameter{
+    "since", Kind::kGeneralizedTime, "deleted, or changed after that, at this time or later"}};
 constexpr std::array kPasswordSince{
     ReportParameter{"since", Kind::kTime, "password set after this time"}};
 constexpr std::array kPasswordBefore{
@@ -67,6 +69,8 @@ constexpr std::string_view kCreatedColumns =
     "sAMAccountName,displayName,whenCreated,distinguishedName";
 constexpr std::string_view kChangedColumns =
     "sAMAccountName,displayName,whenChanged,distinguishedName";
+constexpr std::string_view kDeletedColumns =
+    "sAMAccountName,whenChanged,lastKnownParent,distinguishedName";
 constexpr std::string_view kBadPasswordColumns =
     "sAMAccountName,displayName,badPasswordTime,badPwdCount,distinguishedName";
 constexpr std::string_view kLogonColumns =
@@ -113,6 +117,10 @@ constexpr std::array kReports{
 }  // namespace
 
 std::span<const ReportDefinition> AllReports() { return kReports; }
+
+bool IsAmongDeletedObjects(const ReportDefinition& report) {
+  return report.rule == ReportRule::kDeletedUsers || report.rule == ReportRule::kDeletedComputers;
+}
 
 const ReportDefinition* FindReport(std::string_view method) {
   const auto found = std::find_if(kReports.begin(), kReports.end(),

@@ -30,6 +30,8 @@ enum class ReportRule {
   kFilterOnly,
   kAccountFlags,          // keeps rows whose userAccountControl has a bit of the mask
   kExpiredBefore,         // the filter's time is the current time
+  kDeletedUsers,          // looks among the deleted objects, whatever the base, and keeps users
+  kDeletedComputers,      // the same with computers
   kEmptySecondParameter,  // another filter when the second parameter is empty
 };
 
@@ -49,6 +51,9 @@ struct ReportDefinition {
 
 // All plain reports, in the order of their groups.
 std::span<const ReportDefinition> AllReports();
+
+// Whether the report looks among the deleted objects instead of below a base.
+bool IsAmongDeletedObjects(const ReportDefinition& report);
 
 // Null when there is none of that name.
 const ReportDefinition* FindReport(std::string_view method);

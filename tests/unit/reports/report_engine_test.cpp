@@ -27,6 +27,7 @@ class ReportEngineTest : public support::CallFixture {
   void AddUser(std::u16string_view name, std::int64_t flags) {
     script.Add(u"CN=" + std::u16string(name) + u",DC=example,DC=com")
         .Texts(u"cn", {std::u16string(name)})
+        .Texts(u"objectClass", {u"top", u"person", u"user"})
         .Number(u"userAccountControl", flags);
   }
 
@@ -213,8 +214,32 @@ TEST_F(ReportEngineTest, EveryReportOfTheTableRuns) {
     ASSERT_EQ(script.searches.size(), 1U);
     EXPECT_EQ(script.searches[0].filter.find(u"%s"), std::u16string::npos);
     EXPECT_EQ(script.searches[0].filter.find(u"a*b"), std::u16string::npos);
-    EXPECT_FALSE(listener.rows.empty());
+    EXPECT_EQ(listener.rows.empty(), IsAmongDeletedObjects(report)) << "none is deleted here";
   }
+}
+
+TEST_F(ReportEngineTest, DeletedObjectsAreReadWhereTheyLieAndSortedByTheirClasses) {
+  script.Add(u"CN=pc,DC=example,DC=com")
+      .Texts(u"cn", {u"pc"})
+      .Texts(u"objectClass", {u"top", u"person", u"user", u"computer"});
+  script.Add(u"CN=group,DC=example,DC=com")
+      .Texts(u"cn", {u"group"})
+      .Texts(u"objectClass", {u"top", u"group"});
+  script.Answer(u"(&(isDeleted=TRUE)(whenChanged>=20240101000000.0Z))",
+                {u"CN=pc,DC=example,DC=com", u"CN=group,DC=example,DC=com",
+                 u"CN=enabled,DC=example,DC=com", u"CN=disabled,DC=example,DC=com"});
+  const std::vector<ReportArgument> since = {u"20240101000000.0Z"};
+  Run("GetRecentlyDeletedComputers", since);
+  EXPECT_EQ(Names(), std::vector<std::u16string>{u"pc"});
+  listener.rows.clear();
+  Run("GetRecentlyDeletedUsers", since);
+  EXPECT_EQ(Names(), (std::vector<std::u16string>{u"enabled", u"disabled"}));
+  ASSERT_EQ(script.binds.size(), 2U);
+  EXPECT_EQ(script.binds[0].path,
+            u"LDAP://dc1.example.com/<WKGUID=18e2ea80684f11d2b9aa00c04f79f805,DC=example,DC=com>");
+  EXPECT_EQ(script.binds[0].flags, 0x21U);
+  const std::pair tombstones(platform::SearchPreferenceId::kTombstone, 1U);
+  EXPECT_EQ(script.searches.at(0).preferences.back(), tombstones);
 }
 
 }  // namespace

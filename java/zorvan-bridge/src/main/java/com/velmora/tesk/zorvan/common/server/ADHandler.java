@@ -867,6 +867,31 @@ public class ADHandler {
       NativeError errors);
 
   /**
+   * Deleted users.
+   *
+   * <p>Each row is one user among the deleted objects: for every attribute asked for that the
+   * object still has, a list of its values as text. Deletion takes most attributes away; {@code
+   * sAMAccountName}, {@code objectSid}, {@code whenChanged} and {@code lastKnownParent} stay.
+   *
+   * @param settings the domain and how to reach it, see {@link DomainSettings}
+   * @param baseDn not used: deleted objects lie in one container of their domain
+   * @param attributes the attributes each row shall hold, in the order they are read
+   * @param listener takes the rows; asked before each row whether the report shall end
+   * @param changedSince earliest {@code whenChanged}, which is when the object was deleted unless
+   *     it was changed after that, generalized time in UTC ({@code yyyyMMddHHmmss.0Z})
+   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
+   *     refused or the container cannot be read
+   * @return always null
+   */
+  public native Object GetRecentlyDeletedUsers(
+      Properties settings,
+      String baseDn,
+      ArrayList<String> attributes,
+      NativeListener listener,
+      String changedSince,
+      NativeError errors);
+
+  /**
    * Streams all users for the terminal-services settings of their accounts. The settings are asked
    * for by the names {@code tsProfilePath}, {@code tsHomeDir}, {@code tsAllowLogon} and so on;
    * {@code sAMAccountName} must stand before them in the attribute list. Machine-trust accounts are
@@ -1001,6 +1026,31 @@ public class ADHandler {
       ArrayList<String> attributes,
       NativeListener listener,
       String modifiedSince,
+      NativeError errors);
+
+  /**
+   * Deleted computers.
+   *
+   * <p>Each row is one computer among the deleted objects: for every attribute asked for that the
+   * object still has, a list of its values as text. Deletion takes most attributes away; {@code
+   * sAMAccountName}, {@code objectSid}, {@code whenChanged} and {@code lastKnownParent} stay.
+   *
+   * @param settings the domain and how to reach it, see {@link DomainSettings}
+   * @param baseDn not used: deleted objects lie in one container of their domain
+   * @param attributes the attributes each row shall hold, in the order they are read
+   * @param listener takes the rows; asked before each row whether the report shall end
+   * @param changedSince earliest {@code whenChanged}, which is when the object was deleted unless
+   *     it was changed after that, generalized time in UTC ({@code yyyyMMddHHmmss.0Z})
+   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
+   *     refused or the container cannot be read
+   * @return always null
+   */
+  public native Object GetRecentlyDeletedComputers(
+      Properties settings,
+      String baseDn,
+      ArrayList<String> attributes,
+      NativeListener listener,
+      String changedSince,
       NativeError errors);
 
   /**
