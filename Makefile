@@ -1,7 +1,7 @@
 # ZorvanSecurity. Everything is done by the scripts; this names them. `make help` lists the targets.
 
 .DEFAULT_GOAL := help
-.PHONY: help demo test test-windows windows bench fuzz format lint clean
+.PHONY: help demo test test-asan test-windows windows bench fuzz format lint clean
 
 help: ## this list
 	@awk -F ':.*## ' '/^[a-z-]+:.*## / {printf "  make %-13s %s\n", $$1, $$2}' $(MAKEFILE_LIST)
@@ -14,6 +14,9 @@ test: ## build and pass every test (ONLY=Name: one JUnit class, nothing else)
 
 windows: ## cross-build the DLL and pack build/ZorvanSecurity-windows-x64.zip
 	@scripts/build-windows
+
+test-asan: ## run JUnit against the embedded domain with a library built with sanitizers
+	@scripts/test --sanitized
 
 test-windows: ## run unit tests and JUnit through the DLL under Wine, against the same domain
 	@scripts/test-windows
