@@ -422,14 +422,11 @@ class Forest {
   std::shared_ptr<const SchemaTypes> Types(LdapConnection& connection, const std::string& needed) {
     const std::lock_guard lock(mutex_);
     const auto now = std::chrono::steady_clock::now();
-    const bool missing =
-        types_ == nullptr || (!types_->contains(needed) && now - readAt_ > kMinimumAge);
-    if (missing) {
+    const bool missing = types_ == nullptr || !types_->contains(needed);
+    if (missing && IsDue(now)) {
       auto types = std::make_shared<SchemaTypes>();
-      if (Succeeded(ReadSchema(connection, *types))) {
-        types_ = std::move(types);
-        readAt_ = now;
-      }
+      if (Succeeded(ReadSchema(connection, *types))) types_ = std::move(types);
+      triedAt_ = std::chrono::steady_clock::now();
     }
     return types_;
   }
@@ -438,10 +435,16 @@ class Forest {
   // A schema younger than this is not read again for the sake of an attribute that it does not
   // have.
   static constexpr std::chrono::minutes kMinimumAge{5};
+  // One that could not be read is left alone for a while, or every search would wait for it anew.
+  static constexpr std::chrono::seconds kRetryAfter{30};
+
+  bool IsDue(std::chrono::steady_clock::time_point now) const {
+    return !triedAt_ || now - *triedAt_ > (types_ == nullptr ? kRetryAfter : kMinimumAge);
+  }
 
   std::mutex mutex_;
   std::shared_ptr<const SchemaTypes> types_;
-  std::chrono::steady_clock::time_point readAt_;
+  std::optional<std::chrono::steady_clock::time_point> triedAt_;
 };
 
 Forest& ForestOf(const std::string& schemaNamingContext) {
