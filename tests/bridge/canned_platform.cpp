@@ -38,6 +38,12 @@ std::vector<std::u16string> TextsOf(std::u16string_view attribute, std::uint32_t
   return {};
 }
 
+// Every second row is a computer, and so a user too.
+std::vector<std::u16string> ClassesOf(std::uint32_t row) {
+  return row % 2 == 0 ? std::vector<std::u16string>{u"user", u"computer"}
+                      : std::vector<std::u16string>{u"user"};
+}
+
 class CannedSearch final : public DirectorySearch {
  public:
   HResult SetSearchPreference(std::span<const SearchPreference>) override { return kOk; }
@@ -62,7 +68,7 @@ class CannedSearch final : public DirectorySearch {
       column = {AdsType::kInteger, values_};
       return kOk;
     }
-    texts_ = TextsOf(attribute, row_);
+    texts_ = attribute == u"objectClass" ? ClassesOf(row_) : TextsOf(attribute, row_);
     values_.assign(texts_.size(), {});
     for (std::size_t i = 0; i < texts_.size(); ++i) values_[i].text = texts_[i];
     column = {AdsType::kCaseIgnoreString, values_};
