@@ -190,7 +190,7 @@ def machine():
 
 def load(results):
     loads = ", ".join(f"{result['load']:.1f}" for result in results)
-    return f"- load of the machine by other work when measuring began (slapd, domain): {loads}"
+    return f"- load average when measuring began (slapd, domain): {loads}"
 
 
 def main():
