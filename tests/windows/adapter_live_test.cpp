@@ -48,7 +48,7 @@ class AdapterLiveTest : public testing::Test {
     std::getline(file, password);
     host_ = Widen(properties["host"]);
     base_ = Widen(properties["baseDn"]);
-    user_ = Widen(properties["netbiosDomain"] + "\\" + properties["userName"]);
+    user_ = Widen(properties["userName"] + "@" + properties["dnsDomain"]);
     password_ = Widen(password);
     ASSERT_EQ(platform_->InitializeApartment(Apartment::kSingleThreaded), kOk);
   }
@@ -245,7 +245,7 @@ TEST_F(AdapterLiveTest, TellsFailuresApart) {
   EXPECT_EQ(OpenSearch(Path(base_), wrong), kLogonFailure);
   EXPECT_EQ(OpenSearch(Path(u"OU=Nowhere," + base_), administrator()), kNoSuchObject);
   EXPECT_EQ(OpenSearch(u"LDAP://127.0.0.21/" + base_, administrator()), kServerDown);
-  EXPECT_EQ(OpenSearch(Path(u"no name at all"), administrator()), MakeHResult(0x80072032));
+  EXPECT_EQ(OpenSearch(Path(u"no name at all"), administrator()), kBadPathname);
   AttributeSet set;
   EXPECT_EQ(ReadOne(Path(u"CN=Nobody," + base_), u"cn", set), kNoSuchObject);
   std::unique_ptr<PropertyObject> object;

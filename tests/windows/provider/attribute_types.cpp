@@ -45,12 +45,9 @@ ADSTYPE AskSchema(LdapSession& session, const std::wstring& name) {
   request.scope = LDAP_SCOPE_ONELEVEL;
   request.filter = L"(lDAPDisplayName=" + name.substr(0, name.find(L';')) + L")";
   request.attributes = {L"attributeSyntax"};
-  std::string cookie;
-  std::vector<RawEntry> entries;
-  if (FAILED(session.Search(request, cookie, entries)) || entries.empty()) {
-    return ADSTYPE_PROV_SPECIFIC;
-  }
-  const RawAttribute* syntax = entries.front().Find(L"attributeSyntax");
+  RawEntry entry;
+  if (LdapSearch(session, std::move(request)).Next(entry) != S_OK) return ADSTYPE_PROV_SPECIFIC;
+  const RawAttribute* syntax = entry.Find(L"attributeSyntax");
   for (const Syntax& known : kSyntaxes) {
     if (syntax != nullptr && known.number == syntax->values.front()) return known.type;
   }

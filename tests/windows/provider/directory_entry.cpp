@@ -29,18 +29,6 @@ namespace {
 
 using platform::windows::ComPtr;
 
-// The platform's LDAP provider, which this one stands in front of.
-constexpr CLSID kPlatformNamespace = {
-    0x228d9a82, 0xc302, 0x11cf, {0x9a, 0xa4, 0x00, 0xaa, 0x00, 0x4a, 0x56, 0x91}};
-
-// What the platform says of a refused password elsewhere, against what this one's own provider
-// says.
-constexpr HRESULT kRefusedHere = static_cast<HRESULT>(0x800720A2);
-
-HRESULT Documented(HRESULT result) {
-  return result == kRefusedHere ? HRESULT_FROM_WIN32(ERROR_LOGON_FAILURE) : result;
-}
-
 bool Equals(std::wstring_view text, const wchar_t* other) {
   return _wcsicmp(std::wstring(text).c_str(), other) == 0;
 }
@@ -52,6 +40,39 @@ std::wstring Unescaped(std::wstring_view name) {
     result.push_back(name[i]);
   }
   return result;
+}
+
+std::string Narrow(const std::wstring& text) {
+  return platform::posix::ToUtf8({reinterpret_cast<const char16_t*>(text.data()), text.size()});
+}
+
+// As the name stands in a path.
+std::wstring Escaped(const std::wstring& name) {
+  std::wstring result;
+  for (wchar_t unit : name) {
+    if (unit == L'/') result.push_back(L'\\');
+    result.push_back(unit);
+  }
+  return result;
+}
+
+ULONG LdapScope(DWORD scope) {
+  switch (scope) {
+    case ADS_SCOPE_BASE:
+      return LDAP_SCOPE_BASE;
+    case ADS_SCOPE_ONELEVEL:
+      return LDAP_SCOPE_ONELEVEL;
+    default:
+      return LDAP_SCOPE_SUBTREE;
+  }
+}
+
+DWORD PreferenceOf(const std::vector<ADS_SEARCHPREF_INFO>& preferences, ADS_SEARCHPREF id,
+                   DWORD otherwise) {
+  for (const ADS_SEARCHPREF_INFO& preference : preferences) {
+    if (preference.dwSearchPref == id) return preference.vValue.Integer;
+  }
+  return otherwise;
 }
 
 }  // namespace
@@ -74,7 +95,10 @@ HRESULT ObjectPath::Parse(const std::wstring& text, ObjectPath& path) {
     if (path.port == 0 || path.port > 65535) return E_ADS_BAD_PATHNAME;
   }
   const std::wstring name = slash < text.size() ? text.substr(slash + 1) : std::wstring();
-  path.name = Equals(name, L"RootDSE") ? std::wstring() : Unescaped(name);
+  if (Equals(name, L"RootDSE")) return S_OK;
+  const bool isName = name.find(L'=') != name.npos;  // "<GUID=...>" and its kind have one too
+  if (slash < text.size() && !isName) return E_ADS_BAD_PATHNAME;
+  path.name = Unescaped(name);
   return S_OK;
 }
 
@@ -168,29 +192,6 @@ HRESULT DirectoryEntry::SetSearchPreference(PADS_SEARCHPREF_INFO preferences, DW
   return S_OK;
 }
 
-HRESULT DirectoryEntry::OpenPlatformSearch() {
-  if (platformSearch_) return S_OK;
-  ComPtr<IADsOpenDSObject> opener;
-  HRESULT result = CoCreateInstance(kPlatformNamespace, nullptr, CLSCTX_INPROC_SERVER,
-                                    IID_IADsOpenDSObject, opener.OutVoid());
-  if (FAILED(result)) return result;
-  // It knows the global catalog only by its port, and takes the name as the server does.
-  const std::wstring server =
-      path_.provider == L"GC" ? path_.host + L":" + std::to_wstring(path_.port) : path_.server;
-  const platform::windows::Bstr path(
-      SysAllocString((L"LDAP://" + server + L"/" + path_.name).c_str()));
-  // A domain before the name is not understood here, see LdapSession.
-  const std::wstring user = login_.user ? login_.user->substr(login_.user->find(L'\\') + 1) : L"";
-  const platform::windows::Bstr userName(login_.user ? SysAllocString(user.c_str()) : nullptr);
-  const platform::windows::Bstr password(login_.password ? SysAllocString(login_.password->c_str())
-                                                         : nullptr);
-  ComPtr<IDispatch> object;
-  result = opener->OpenDSObject(path.get(), userName.get(), password.get(),
-                                static_cast<LONG>(login_.flags), object.Out());
-  if (FAILED(result)) return Documented(result);
-  return object->QueryInterface(IID_IDirectorySearch, platformSearch_.OutVoid());
-}
-
 HRESULT DirectoryEntry::ExecuteSearch(LPWSTR filter, LPWSTR* attributes, DWORD count,
                                       PADS_SEARCH_HANDLE handle) {
   std::string strict;
@@ -198,36 +199,57 @@ HRESULT DirectoryEntry::ExecuteSearch(LPWSTR filter, LPWSTR* attributes, DWORD c
   if (platform::Failed(platform::posix::NormalizeFilter(text, strict))) {
     return E_ADS_INVALID_FILTER;
   }
-  HRESULT result = OpenPlatformSearch();
-  if (FAILED(result)) return result;
-  std::vector<ADS_SEARCHPREF_INFO> preferences = preferences_;
-  platformSearch_->SetSearchPreference(preferences.data(), static_cast<DWORD>(preferences.size()));
-  result = platformSearch_->ExecuteSearch(FromUtf8(strict).data(), attributes, count, handle);
-  if (SUCCEEDED(result)) searches_.try_emplace(*handle);
-  return Documented(result);
+  LdapRequest request;
+  request.base = path_.name;
+  request.scope =
+      LdapScope(PreferenceOf(preferences_, ADS_SEARCHPREF_SEARCH_SCOPE, ADS_SCOPE_SUBTREE));
+  request.filter = FromUtf8(strict);
+  request.attributes.assign(attributes, attributes + count);
+  request.pageSize = PreferenceOf(preferences_, ADS_SEARCHPREF_PAGESIZE, 0);
+  request.tombstones = PreferenceOf(preferences_, ADS_SEARCHPREF_TOMBSTONE, FALSE) != FALSE;
+  std::unique_ptr<OpenSearch> search(new OpenSearch{{*session_.get(), std::move(request)}, {}, {}});
+  *handle = search.get();
+  searches_[*handle] = std::move(search);
+  return S_OK;
 }
 
 HRESULT DirectoryEntry::GetNextRow(ADS_SEARCH_HANDLE handle) {
-  if (!searches_.contains(handle)) return E_ADS_BAD_PARAMETER;
-  return Documented(platformSearch_->GetNextRow(handle));
+  const auto found = searches_.find(handle);
+  if (found == searches_.end()) return E_ADS_BAD_PARAMETER;
+  OpenSearch& search = *found->second;
+  search.row = {};
+  return search.search.Next(search.row);
 }
 
 HRESULT DirectoryEntry::GetColumn(ADS_SEARCH_HANDLE handle, LPWSTR name,
                                   PADS_SEARCH_COLUMN column) {
-  if (!searches_.contains(handle)) return E_ADS_BAD_PARAMETER;
-  const HRESULT result = platformSearch_->GetColumn(handle, name, column);
-  if (SUCCEEDED(result)) columns_.try_emplace(column);
-  return result;
+  const auto found = searches_.find(handle);
+  if (found == searches_.end()) return E_ADS_BAD_PARAMETER;
+  const RawEntry& row = found->second->row;
+  ADS_ATTR_INFO* info = nullptr;
+  if (Equals(name, L"ADsPath")) {
+    const std::vector<std::string> values{
+        Narrow(path_.provider + L"://" + path_.server + L"/" + Escaped(row.distinguishedName))};
+    info = MakeAttributeBlock({{name, ADSTYPE_CASE_IGNORE_STRING, values}});
+  } else {
+    const RawAttribute* attribute = row.Find(name);
+    if (attribute == nullptr || attribute->values.empty()) return E_ADS_COLUMN_NOT_SET;
+    info = MakeAttributeBlock({{name, TypeOf(*attribute), attribute->values}});
+  }
+  if (info == nullptr) return E_OUTOFMEMORY;
+  *column = {info->pszAttrName, info->dwADsType, info->pADsValues, info->dwNumValues, info};
+  columns_.try_emplace(column);
+  return S_OK;
 }
 
 HRESULT DirectoryEntry::FreeColumn(PADS_SEARCH_COLUMN column) {
   if (columns_.erase(column) == 0) return E_ADS_BAD_PARAMETER;
-  return platformSearch_->FreeColumn(column);
+  FreeADsMem(column->hReserved);
+  return S_OK;
 }
 
 HRESULT DirectoryEntry::CloseSearchHandle(ADS_SEARCH_HANDLE handle) {
-  if (searches_.erase(handle) == 0) return E_ADS_BAD_PARAMETER;
-  return platformSearch_->CloseSearchHandle(handle);
+  return searches_.erase(handle) != 0 ? S_OK : E_ADS_BAD_PARAMETER;
 }
 
 }  // namespace zorvan::windows_test

@@ -1,7 +1,7 @@
 // An object of the directory, as ADsOpenObject gives it.
 //
-// Searches are run by the platform's own LDAP provider, which knows them well, once the filter is
-// written as strictly as it wants it; everything else is answered here from the directory.
+// It answers what the platform documents. Filters are read as leniently as the platform reads them
+// elsewhere, and written as strictly as this one's client library wants them.
 #pragma once
 
 #include <map>
@@ -77,12 +77,17 @@ class DirectoryEntry : public DispatchObject<IADs, IDirectoryObject, IDirectoryS
   STDMETHODIMP CloseSearchHandle(ADS_SEARCH_HANDLE handle) override;
 
  private:
+  struct OpenSearch {
+    LdapSearch search;
+    RawEntry row;
+    Counted counted;
+  };
+
   DirectoryEntry(std::wstring text, ObjectPath path, Login login)
       : text_(std::move(text)), path_(std::move(path)), login_(std::move(login)) {}
 
   HRESULT Connect();
   HRESULT CheckPresence();
-  HRESULT OpenPlatformSearch();
   ADSTYPE TypeOf(const RawAttribute& attribute);
 
   const std::wstring text_;
@@ -91,10 +96,8 @@ class DirectoryEntry : public DispatchObject<IADs, IDirectoryObject, IDirectoryS
   SessionLease session_;
   std::optional<RawEntry> cache_;  // the property cache
   std::vector<ADS_SEARCHPREF_INFO> preferences_;
-  platform::windows::ComPtr<IDirectorySearch> platformSearch_;
-  // What was not given back yet, for the count.
-  std::map<ADS_SEARCH_HANDLE, Counted> searches_;
-  std::map<PADS_SEARCH_COLUMN, Counted> columns_;
+  std::map<ADS_SEARCH_HANDLE, std::unique_ptr<OpenSearch>> searches_;
+  std::map<PADS_SEARCH_COLUMN, Counted> columns_;  // those that were not given back yet
 };
 
 }  // namespace zorvan::windows_test

@@ -66,13 +66,6 @@ ULONG Bind(LDAP* ldap, const SessionKey& key) {
   return ldap_bind_sW(ldap, nullptr, reinterpret_cast<wchar_t*>(&identity), LDAP_AUTH_NEGOTIATE);
 }
 
-std::vector<wchar_t*> AttributePointers(std::vector<std::wstring>& names) {
-  std::vector<wchar_t*> pointers;
-  for (std::wstring& name : names) pointers.push_back(name.data());
-  pointers.push_back(nullptr);
-  return pointers;
-}
-
 struct Pool {
   std::mutex mutex;
   std::multimap<SessionKey, std::unique_ptr<LdapSession>> idle;
@@ -112,6 +105,8 @@ HRESULT LdapSession::Open(const SessionKey& key, std::unique_ptr<LdapSession>& s
   l_timeval timeout{kConnectSeconds, 0};
   ULONG result = ldap_connect(opened->ldap_, &timeout);
   if (result == LDAP_SUCCESS) result = Bind(opened->ldap_, key);
+  // A server that says nothing is one that does not operate.
+  if (result == LDAP_TIMEOUT) result = LDAP_SERVER_DOWN;
   if (result == LDAP_SUCCESS) session = std::move(opened);
   return ResultFromLdap(result);
 }
@@ -120,93 +115,112 @@ LdapSession::~LdapSession() {
   if (ldap_ != nullptr) ldap_unbind(ldap_);
 }
 
-HRESULT LdapSession::Search(const LdapRequest& request, std::string& cookie,
-                            std::vector<RawEntry>& entries) {
-  std::wstring base = request.base;
-  std::wstring filter = request.filter;
-  std::vector<std::wstring> names = request.attributes;
-  std::vector<wchar_t*> pointers = AttributePointers(names);
-  LDAPControlW showDeleted{const_cast<wchar_t*>(kShowDeleted), {0, nullptr}, TRUE};
-  std::vector<LDAPControlW*> controls;
-  if (request.tombstones) controls.push_back(&showDeleted);
-  LDAPControlW* page = nullptr;
-  if (request.pageSize != 0) {
-    berval value{static_cast<ULONG>(cookie.size()), cookie.data()};
-    const ULONG result = ldap_create_page_controlW(ldap_, request.pageSize, &value, TRUE, &page);
-    if (result != LDAP_SUCCESS) return ResultFromLdap(result);
-    controls.push_back(page);
-  }
-  controls.push_back(nullptr);
-
-  LDAPMessage* message = nullptr;
-  const ULONG result =
-      ldap_search_ext_sW(ldap_, base.data(), request.scope, filter.data(), pointers.data(), 0,
-                         controls.data(), nullptr, nullptr, 0, &message);
-  if (page != nullptr) ldap_control_freeW(page);
-  cookie.clear();
-  if (result == LDAP_SUCCESS) {
-    TakeEntries(message, entries);
-    if (request.pageSize != 0) TakeCookie(message, cookie);
-  }
-  if (message != nullptr) ldap_msgfree(message);
-  return ResultFromLdap(result);
-}
-
 HRESULT LdapSession::Read(const std::wstring& name, std::vector<std::wstring> attributes,
                           RawEntry& entry) {
-  std::string cookie;
-  std::vector<RawEntry> entries;
   LdapRequest request;
   request.base = name;
   request.attributes = std::move(attributes);
-  const HRESULT result = Search(request, cookie, entries);
-  if (FAILED(result)) return result;
-  if (entries.empty()) return ResultFromLdap(LDAP_NO_SUCH_OBJECT);
-  entry = std::move(entries.front());
-  return S_OK;
+  LdapSearch search(*this, std::move(request));
+  const HRESULT result = search.Next(entry);
+  return result == S_ADS_NOMORE_ROWS ? ResultFromLdap(LDAP_NO_SUCH_OBJECT) : result;
 }
 
-void LdapSession::TakeEntries(LDAPMessage* result, std::vector<RawEntry>& entries) {
-  for (LDAPMessage* message = ldap_first_entry(ldap_, result); message != nullptr;
-       message = ldap_next_entry(ldap_, message)) {
-    RawEntry& entry = entries.emplace_back();
-    if (wchar_t* name = ldap_get_dnW(ldap_, message)) {
-      entry.distinguishedName = name;
-      ldap_memfreeW(name);
-    }
-    BerElement* position = nullptr;
-    for (wchar_t* name = ldap_first_attributeW(ldap_, message, &position); name != nullptr;
-         name = ldap_next_attributeW(ldap_, message, position)) {
-      RawAttribute& attribute = entry.attributes.emplace_back();
-      attribute.name = name;
-      if (berval** values = ldap_get_values_lenW(ldap_, message, name)) {
-        for (berval** value = values; *value != nullptr; ++value) {
-          attribute.values.emplace_back((*value)->bv_val, (*value)->bv_len);
-        }
-        ldap_value_free_len(values);
-      }
-      ldap_memfreeW(name);
-    }
-    if (position != nullptr) ber_free(position, 0);
+// The rest of the page is read and dropped: abandoning the request costs the connection here.
+LdapSearch::~LdapSearch() {
+  while (state_ == State::kInPage) {
+    LDAPMessage* message = nullptr;
+    const ULONG kind = ldap_result(ldap_, messageId_, LDAP_MSG_ONE, nullptr, &message);
+    if (message == nullptr || kind == LDAP_RES_SEARCH_RESULT) state_ = State::kEnded;
+    if (message != nullptr) ldap_msgfree(message);
   }
 }
 
-void LdapSession::TakeCookie(LDAPMessage* result, std::string& cookie) {
-  ULONG code = 0;
+HRESULT LdapSearch::Next(RawEntry& entry) {
+  while (state_ != State::kEnded) {
+    ULONG result = state_ == State::kBeforePage ? AskForPage() : ULONG{LDAP_SUCCESS};
+    if (result == LDAP_SUCCESS) {
+      LDAPMessage* message = nullptr;
+      const ULONG kind = ldap_result(ldap_, messageId_, LDAP_MSG_ONE, nullptr, &message);
+      if (kind == LDAP_RES_SEARCH_ENTRY) TakeEntry(message, entry);
+      if (kind == LDAP_RES_SEARCH_RESULT) result = EndPage(message);
+      // Neither an answer nor its absence within the client's time tell more than that.
+      if (message == nullptr) result = LDAP_SERVER_DOWN;
+      if (message != nullptr) ldap_msgfree(message);
+      if (kind == LDAP_RES_SEARCH_ENTRY) return S_OK;
+    }
+    if (result != LDAP_SUCCESS) {
+      state_ = State::kEnded;
+      return ResultFromLdap(result);
+    }
+  }
+  return S_ADS_NOMORE_ROWS;
+}
+
+ULONG LdapSearch::AskForPage() {
+  std::vector<wchar_t*> attributes;
+  for (std::wstring& name : request_.attributes) attributes.push_back(name.data());
+  attributes.push_back(nullptr);
+  std::wstring showDeletedNumber = kShowDeleted;
+  LDAPControlW showDeleted{showDeletedNumber.data(), {0, nullptr}, TRUE};
+  std::vector<LDAPControlW*> controls;
+  if (request_.tombstones) controls.push_back(&showDeleted);
+  LDAPControlW* page = nullptr;
+  if (request_.pageSize != 0) {
+    berval cookie{static_cast<ULONG>(cookie_.size()), cookie_.data()};
+    const ULONG made = ldap_create_page_controlW(ldap_, request_.pageSize, &cookie, TRUE, &page);
+    if (made != LDAP_SUCCESS) return made;
+    controls.push_back(page);
+  }
+  controls.push_back(nullptr);
+  const ULONG result =
+      ldap_search_extW(ldap_, request_.base.data(), request_.scope, request_.filter.data(),
+                       attributes.data(), 0, controls.data(), nullptr, 0, 0, &messageId_);
+  if (page != nullptr) ldap_control_freeW(page);
+  if (result == LDAP_SUCCESS) state_ = State::kInPage;
+  return result;
+}
+
+ULONG LdapSearch::EndPage(LDAPMessage* message) {
+  ULONG code = LDAP_SUCCESS;
   LDAPControlW** controls = nullptr;
-  if (ldap_parse_resultW(ldap_, result, &code, nullptr, nullptr, nullptr, &controls, FALSE) !=
-          LDAP_SUCCESS ||
-      controls == nullptr) {
-    return;
+  const ULONG parsed =
+      ldap_parse_resultW(ldap_, message, &code, nullptr, nullptr, nullptr, &controls, FALSE);
+  if (parsed != LDAP_SUCCESS) return parsed;
+  cookie_.clear();
+  if (controls != nullptr) {
+    ULONG total = 0;
+    berval* cookie = nullptr;
+    if (ldap_parse_page_controlW(ldap_, controls, &total, &cookie) == LDAP_SUCCESS &&
+        cookie != nullptr) {
+      if (cookie->bv_len != 0) cookie_.assign(cookie->bv_val, cookie->bv_len);
+      ber_bvfree(cookie);
+    }
+    ldap_controls_freeW(controls);
   }
-  ULONG total = 0;
-  berval* value = nullptr;
-  if (ldap_parse_page_controlW(ldap_, controls, &total, &value) == LDAP_SUCCESS &&
-      value != nullptr) {
-    if (value->bv_len != 0) cookie.assign(value->bv_val, value->bv_len);
-    ber_bvfree(value);
+  state_ = cookie_.empty() ? State::kEnded : State::kBeforePage;
+  return code;
+}
+
+void LdapSearch::TakeEntry(LDAPMessage* message, RawEntry& entry) {
+  entry = {};
+  if (wchar_t* name = ldap_get_dnW(ldap_, message)) {
+    entry.distinguishedName = name;
+    ldap_memfreeW(name);
   }
-  ldap_controls_freeW(controls);
+  BerElement* position = nullptr;
+  for (wchar_t* name = ldap_first_attributeW(ldap_, message, &position); name != nullptr;
+       name = ldap_next_attributeW(ldap_, message, position)) {
+    RawAttribute& attribute = entry.attributes.emplace_back();
+    attribute.name = name;
+    if (berval** values = ldap_get_values_lenW(ldap_, message, name)) {
+      for (berval** value = values; *value != nullptr; ++value) {
+        attribute.values.emplace_back((*value)->bv_val, (*value)->bv_len);
+      }
+      ldap_value_free_len(values);
+    }
+    ldap_memfreeW(name);
+  }
+  if (position != nullptr) ber_free(position, 0);
 }
 
 HRESULT SessionLease::Take(const SessionKey& key) {

@@ -56,19 +56,40 @@ class LdapSession {
   LdapSession& operator=(const LdapSession&) = delete;
   ~LdapSession();
 
-  // Appends a page of entries. The cookie goes in as it came out with the page before, empty at
-  // first; empty afterwards means that this page was the last.
-  HRESULT Search(const LdapRequest& request, std::string& cookie, std::vector<RawEntry>& entries);
-
   // The one entry of that name; RootDSE has the empty one.
   HRESULT Read(const std::wstring& name, std::vector<std::wstring> attributes, RawEntry& entry);
 
  private:
+  friend class LdapSearch;
   LdapSession() = default;
-  void TakeEntries(LDAPMessage* result, std::vector<RawEntry>& entries);
-  void TakeCookie(LDAPMessage* result, std::string& cookie);
 
   LDAP* ldap_ = nullptr;
+};
+
+// One search, read entry by entry, page after page. The session must outlive it.
+class LdapSearch {
+ public:
+  LdapSearch(LdapSession& session, LdapRequest request)
+      : ldap_(session.ldap_), request_(std::move(request)) {}
+  LdapSearch(const LdapSearch&) = delete;
+  LdapSearch& operator=(const LdapSearch&) = delete;
+  ~LdapSearch();
+
+  // S_OK with an entry, S_ADS_NOMORE_ROWS, or the failure that ended the search.
+  HRESULT Next(RawEntry& entry);
+
+ private:
+  enum class State { kBeforePage, kInPage, kEnded };
+
+  ULONG AskForPage();
+  ULONG EndPage(LDAPMessage* result);
+  void TakeEntry(LDAPMessage* message, RawEntry& entry);
+
+  LDAP* ldap_;
+  LdapRequest request_;
+  State state_ = State::kBeforePage;
+  ULONG messageId_ = 0;
+  std::string cookie_;
 };
 
 // Lends sessions out, one borrower at a time, so that opening the second object of a server costs
