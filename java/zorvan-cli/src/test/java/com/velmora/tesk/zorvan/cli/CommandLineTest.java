@@ -76,6 +76,11 @@ class CommandLineTest {
     }
   }
 
+  /** The messages, whatever the system ends a line with. */
+  private String said() {
+    return messages.toString().replace("\r\n", "\n");
+  }
+
   private String out() {
     return bytes.toString(StandardCharsets.UTF_8);
   }
@@ -88,15 +93,15 @@ class CommandLineTest {
     assertEquals(0, zorvan("reports", "osbasedcomputers"));
     assertTrue(out().contains("  servicePack=TEXT  Beginning of the service pack"), out());
     assertEquals(2, zorvan("reports", "--group", "printers"));
-    assertTrue(messages.toString().contains("The groups: users, computers, groups"));
+    assertTrue(said().contains("The groups: users, computers, groups"));
   }
 
   @Test
   void anUnknownReportIsAnsweredWithNearNames() {
     assertEquals(2, report("GetInactivUser"));
-    assertTrue(messages.toString().contains("Did you mean GetInActiveUsers"), messages.toString());
+    assertTrue(said().contains("Did you mean GetInActiveUsers"), said());
     assertEquals(2, report("xyzzy"));
-    assertTrue(messages.toString().contains("no report xyzzy. \"zorvan reports\" lists them"));
+    assertTrue(said().contains("no report xyzzy. \"zorvan reports\" lists them"));
   }
 
   @ParameterizedTest
@@ -111,8 +116,8 @@ class CommandLineTest {
       })
   void aWrongParameterIsAnsweredWithTheRightOnes(String parameter, String complaint) {
     assertEquals(2, report("GetInActiveUsers", "--param", parameter));
-    assertTrue(messages.toString().contains(complaint), messages.toString());
-    assertTrue(messages.toString().contains("before=TIME"), messages.toString());
+    assertTrue(said().contains(complaint), said());
+    assertTrue(said().contains("before=TIME"), said());
   }
 
   @Test
@@ -200,7 +205,7 @@ class CommandLineTest {
         });
     assertEquals(3, report("GetUsers", "-a", "cn", "--format", "json"));
     assertEquals("[{\"cn\":\"a\"}]", out().replaceAll("\\s", ""));
-    assertTrue(messages.toString().contains("1 row in 0.0 s; ended by Ctrl-C"));
+    assertTrue(said().contains("1 row in 0.0 s; ended by Ctrl-C"));
   }
 
   @Test
@@ -215,7 +220,7 @@ class CommandLineTest {
         });
     assertEquals(3, report("GetUsers", "-a", "cn", "-f", "csv"));
     assertEquals("cn\na\n", out());
-    assertEquals(1, messages.toString().lines().count(), "told once: " + messages);
+    assertEquals(1, said().lines().count(), "told once: " + messages);
   }
 
   @Test
@@ -235,7 +240,7 @@ class CommandLineTest {
         error: The user name or the password is wrong. [example.com]
           key halden.common_authentication.native.failure.username/password.wrong, code 0x8007052e: the user name or the password is wrong
         """,
-        messages.toString());
+        said());
   }
 
   @Test
@@ -247,8 +252,8 @@ class CommandLineTest {
         });
     assertEquals(3, report("GetUsers", "-a", "cn", "-f", "csv"));
     assertEquals("cn\na\n", out());
-    assertTrue(messages.toString().contains("\"key of later\""), messages.toString());
-    assertTrue(messages.toString().contains("0x8007203a: the server does not answer"));
+    assertTrue(said().contains("\"key of later\""), said());
+    assertTrue(said().contains("0x8007203a: the server does not answer"));
     source.plays((listener, errors) -> errors.setErrorList("x", "WARNING", "", "halden.k", null));
     assertEquals(3, report("GetUsers"));
   }
@@ -264,7 +269,7 @@ class CommandLineTest {
     String[] arguments = {"search", "(cn=*)", "-d", "example.com", "-s", "dc1"};
     assertEquals(1, zorvan(arguments));
     assertTrue(
-        messages.toString().contains("begins at could not be read: the object does not exist.\n"));
+        said().contains("begins at could not be read: the object does not exist.\n"));
     assertEquals("(cn=*)", source.filter);
     source.plays(ScriptedSource.rows(0));
     assertEquals(0, zorvan(arguments), "a search that finds nothing is fine");
@@ -277,7 +282,7 @@ class CommandLineTest {
           throw new UnsatisfiedLinkError("Tried:\n  /a/b.so: does not exist");
         });
     assertEquals(1, report("GetUsers"));
-    assertTrue(messages.toString().startsWith("error: Tried:\n  /a/b.so: does not exist"));
+    assertTrue(said().startsWith("error: Tried:\n  /a/b.so: does not exist"));
   }
 
   @Test
@@ -293,7 +298,7 @@ class CommandLineTest {
     assertEquals(3, report(arguments));
     assertEquals("yesterday's", read(file));
     assertEquals("cn\na\n", read(folder.resolve("users.csv.partial")));
-    assertTrue(messages.toString().contains("kept in " + file.toRealPath() + ".partial"));
+    assertTrue(said().contains("kept in " + file.toRealPath() + ".partial"));
 
     source.plays((listener, errors) -> errors.setErrorList("x", "SEVERE", "5", "halden.k", null));
     assertEquals(1, report(arguments));
@@ -335,7 +340,7 @@ class CommandLineTest {
         });
     assertEquals(1, report("GetUsers", "-a", "cn", "-f", "csv"));
     assertEquals(1, delivered.size());
-    assertTrue(messages.toString().contains("No space left on device"));
+    assertTrue(said().contains("No space left on device"));
   }
 
   @Test
@@ -348,7 +353,7 @@ class CommandLineTest {
           }
         };
     assertEquals(1, report("GetUsers", "-a", "cn", "-f", "csv"), "the header line is lost");
-    assertTrue(messages.toString().contains("No space left on device"));
+    assertTrue(said().contains("No space left on device"));
   }
 
   @Test
@@ -394,10 +399,10 @@ class CommandLineTest {
     assertEquals(2, zorvan("report", "GetUsers", "--profile", "bad"));
     Files.writeString(folder.resolve("typo.properties"), "sever = dc1\n");
     assertEquals(2, zorvan("report", "GetUsers", "--profile", "typo"));
-    assertTrue(messages.toString().contains("unknown settings: sever"));
+    assertTrue(said().contains("unknown settings: sever"));
     assertEquals(2, zorvan("report", "GetUsers", "--profile", "../corp"));
     assertEquals(2, zorvan("report", "GetUsers", "--profile", "absent"));
-    assertFalse(messages.toString().contains("s3cret"));
+    assertFalse(said().contains("s3cret"));
   }
 
   @Test

@@ -28,6 +28,7 @@ import org.junit.jupiter.api.io.TempDir;
 
 class NativeLibraryLoaderTest {
   private static final String LINUX_FILE = "libZorvanSecurity.so";
+  private static final String LINUX_PLACES = "it looks in Linux's places with Linux's permissions";
 
   @TempDir Path folder;
   private final Properties system = new Properties();
@@ -69,6 +70,7 @@ class NativeLibraryLoaderTest {
   }
 
   @Test
+  @DisabledOnOs(value = OS.WINDOWS, disabledReason = LINUX_PLACES)
   void namesEveryPlaceThatWasTriedAndWhy() throws IOException {
     Path broken = put("home/lib");
     refusals.put(broken, "libldap.so.2: cannot open shared object file");
@@ -98,6 +100,7 @@ class NativeLibraryLoaderTest {
   }
 
   @Test
+  @DisabledOnOs(value = OS.WINDOWS, disabledReason = LINUX_PLACES)
   void installedComesBeforeBesideTheJarBeforePacked() throws IOException {
     packed = "packed".getBytes(StandardCharsets.UTF_8);
     Path beside = put("jar");
@@ -119,7 +122,7 @@ class NativeLibraryLoaderTest {
   }
 
   @Test
-  @DisabledOnOs(OS.WINDOWS)
+  @DisabledOnOs(value = OS.WINDOWS, disabledReason = LINUX_PLACES)
   void unpacksWhereNobodyElseMayLook() throws IOException {
     packed = "first".getBytes(StandardCharsets.UTF_8);
     Path first = load();
@@ -137,7 +140,7 @@ class NativeLibraryLoaderTest {
   }
 
   @Test
-  @DisabledOnOs(OS.WINDOWS)
+  @DisabledOnOs(value = OS.WINDOWS, disabledReason = LINUX_PLACES)
   void neverLoadsWhatSomebodyElsePutThere() throws IOException {
     packed = "genuine".getBytes(StandardCharsets.UTF_8);
     Path file = load();

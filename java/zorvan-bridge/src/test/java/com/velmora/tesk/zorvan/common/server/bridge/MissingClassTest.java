@@ -6,8 +6,11 @@ import static org.junit.jupiter.api.Assertions.assertTrue;
 import com.velmora.tesk.zorvan.common.server.ADHandler;
 import java.io.File;
 import java.io.IOException;
+import java.lang.management.ManagementFactory;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Path;
+import java.util.ArrayList;
+import java.util.List;
 import java.util.stream.Collectors;
 import java.util.stream.Stream;
 import org.junit.jupiter.api.Test;
@@ -63,18 +66,18 @@ class MissingClassTest {
         Stream.of(ADHandler.class, MissingClassTest.class)
             .map(MissingClassTest::folderOf)
             .collect(Collectors.joining(File.pathSeparator));
-    Process process =
-        new ProcessBuilder(
-                Path.of(System.getProperty("java.home"), "bin", "java").toString(),
-                "-Xcheck:jni",
-                "-Dzorvan.library=" + System.getProperty("zorvan.library"),
-                "-classpath",
-                classPath,
-                MissingClassProgram.class.getName(),
-                hiddenClass,
-                renamedMember)
-            .redirectErrorStream(true)
-            .start();
+    List<String> command = new ArrayList<>();
+    command.add(Path.of(System.getProperty("java.home"), "bin", "java").toString());
+    // The same options as this process: the library, -Xcheck:jni, and what the platform needs.
+    command.addAll(ManagementFactory.getRuntimeMXBean().getInputArguments());
+    command.addAll(
+        List.of(
+            "-classpath",
+            classPath,
+            MissingClassProgram.class.getName(),
+            hiddenClass,
+            renamedMember));
+    Process process = new ProcessBuilder(command).redirectErrorStream(true).start();
     String output =
         new String(process.getInputStream().readAllBytes(), StandardCharsets.UTF_8)
             .replace("\r", "");
