@@ -20,12 +20,14 @@ final class CuttingProxy implements AutoCloseable {
   private final ExecutorService threads = Executors.newCachedThreadPool();
   private final String host;
   private final int port;
+  private final long most;
   private long left;
   private volatile boolean cut;
 
   CuttingProxy(String host, int port, long bytes) throws IOException {
     this.host = host;
     this.port = port;
+    this.most = bytes;
     this.left = bytes;
     this.listener = new ServerSocket(0, 10, InetAddress.getByName(LISTEN_ADDRESS));
     threads.submit(this::accept);
@@ -38,6 +40,11 @@ final class CuttingProxy implements AutoCloseable {
 
   boolean hasCut() {
     return cut;
+  }
+
+  /** How many bytes the server has sent so far. */
+  synchronized long carried() {
+    return most - left;
   }
 
   private Void accept() throws IOException {
