@@ -268,8 +268,7 @@ class CommandLineTest {
                     + " is : 80072030"));
     String[] arguments = {"search", "(cn=*)", "-d", "example.com", "-s", "dc1"};
     assertEquals(1, zorvan(arguments));
-    assertTrue(
-        said().contains("begins at could not be read: the object does not exist.\n"));
+    assertTrue(said().contains("begins at could not be read: the object does not exist.\n"));
     assertEquals("(cn=*)", source.filter);
     source.plays(ScriptedSource.rows(0));
     assertEquals(0, zorvan(arguments), "a search that finds nothing is fine");
