@@ -3,19 +3,25 @@
 
 #include <gtest/gtest.h>
 
+#include <cwchar>
 #include <string>
 #include <vector>
+
+#include "platform/windows/adsi_directory.h"
 
 namespace {
 
 DWORD lastAdsError = ERROR_SUCCESS;
+HRESULT lastAdsResult = S_OK;
 
 }  // namespace
 
 // In the place of the system's own pair, which has nothing to say of a scripted search.
-extern "C" HRESULT WINAPI ADsGetLastError(LPDWORD error, LPWSTR, DWORD, LPWSTR, DWORD) {
+extern "C" HRESULT WINAPI ADsGetLastError(LPDWORD error, LPWSTR text, DWORD size, LPWSTR, DWORD) {
   *error = lastAdsError;
-  return S_OK;
+  wcsncpy(text, lastAdsError == ERROR_SUCCESS ? L"" : L"what the server said", size);
+  text[size - 1] = L'\0';
+  return lastAdsResult;
 }
 extern "C" void WINAPI ADsSetLastError(DWORD error, LPCWSTR, LPCWSTR) { lastAdsError = error; }
 
@@ -160,6 +166,16 @@ TEST_F(AdsiSearchTest, NeverTellsATextOnlyUpToItsZero) {
   constexpr std::array kNames{std::u16string_view(u"cn\0x", 4), std::u16string_view(u"sn")};
   ASSERT_EQ(search_->ExecuteSearch(u"(cn=*)", kNames), kOk);
   EXPECT_EQ(scripted_.asked, std::vector<std::wstring>{L"sn"});
+}
+
+TEST_F(AdsiSearchTest, TheDirectoryTellsTheLastErrorInTheSystemsWords) {
+  lastAdsError = 0x8009030C;
+  const ExtendedError error = AdsiDirectory().LastError();
+  EXPECT_EQ(error.code, 0x8009030CU);
+  EXPECT_EQ(error.text, u"what the server said");
+  lastAdsResult = E_ADS_BAD_PARAMETER;
+  EXPECT_TRUE(AdsiDirectory().LastError().text.empty());
+  lastAdsResult = S_OK;
 }
 
 TEST_F(AdsiSearchTest, TypesThePreferencesAsTheInterfaceWantsThem) {
