@@ -18,9 +18,10 @@ class Platform {
  public:
   virtual ~Platform() = default;
 
-  // CoInitialize and its like, for the calling thread. The result is for the log only: a thread
-  // that is already in another apartment works on in that one. Uninitializing without a successful
-  // initialization does nothing.
+  // CoInitialize and its like, for the calling thread. A failure can be passed over: a thread that
+  // is already in another apartment works on in that one, and where there is none opening fails.
+  // Uninitializing gives up what was opened before; without a successful initialization it leaves
+  // no apartment.
   virtual HResult InitializeApartment(Apartment apartment) = 0;
   virtual void UninitializeApartment() = 0;
 

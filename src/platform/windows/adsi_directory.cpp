@@ -28,13 +28,15 @@ class AdsiObject : public DirectoryObject {
     DWORD count = 0;
     const HRESULT result = object_->GetObjectAttributes(
         pointers.data(), static_cast<DWORD>(pointers.size()), infos.Out(), &count);
-    if (FAILED(result) || !infos) return result;
+    // What the object does not have is missing, be it one of the attributes or all.
+    if (FAILED(result) && result != E_ADS_PROPERTY_NOT_FOUND) return result;
+    if (!infos) return S_OK;
     std::vector<Value> values;
     for (const ADS_ATTR_INFO& info : std::span(infos.get(), count)) {
       attributes.Add(TextView(info.pszAttrName),
                      ReadAdsValues(info.dwADsType, info.pADsValues, info.dwNumValues, values));
     }
-    return result;
+    return S_OK;
   }
 
  private:
@@ -68,20 +70,27 @@ class AdsiPropertyObject : public PropertyObject {
   ComPtr<IADs> object_;
 };
 
+}  // namespace
+
 template <typename Interface>
-HResult Open(std::u16string_view path, const Credentials& credentials, std::uint32_t flags,
-             REFIID id, ComPtr<Interface>& object) {
+HResult AdsiDirectory::Open(std::u16string_view path, const Credentials& credentials,
+                            std::uint32_t flags, REFIID id, ComPtr<Interface>& object) {
+  // Or an older failure of the thread would be told as the reason of this one.
+  ADsSetLastError(ERROR_SUCCESS, L"", L"");
   const bool tellable = IsTellable(path) && IsTellable(credentials.userName.value_or(u"")) &&
                         IsTellable(credentials.password.value_or(u""));
   if (!tellable) return IsTellable(path) ? kLogonFailure : kBadPathname;
   NativeText nativePath(path);
   OptionalNativeText userName(credentials.userName);
   OptionalNativeText password(credentials.password);
-  return ADsOpenObject(nativePath.get(), userName.get(), password.get(), flags, id,
-                       object.OutVoid());
+  const HRESULT result =
+      ADsOpenObject(nativePath.get(), userName.get(), password.get(), flags, id, object.OutVoid());
+  if (SUCCEEDED(result)) {
+    object->AddRef();
+    latest_.Reset(object.get());
+  }
+  return result;
 }
-
-}  // namespace
 
 HResult AdsiDirectory::OpenSearch(std::u16string_view path, const Credentials& credentials,
                                   std::uint32_t flags, std::unique_ptr<DirectorySearch>& search) {
@@ -108,7 +117,8 @@ HResult AdsiDirectory::OpenPropertyObject(std::u16string_view path, const Creden
   return result;
 }
 
-// The interface reads one object at a time; it keeps the connection between them.
+// The interface reads one object at a time. That each is there shows when it is read, so it need
+// not be asked for when it is opened.
 void AdsiDirectory::ReadObjects(
     std::span<const std::u16string> paths, const Credentials& credentials, std::uint32_t flags,
     std::span<const std::u16string_view> attributes,
@@ -116,7 +126,7 @@ void AdsiDirectory::ReadObjects(
   for (std::size_t i = 0; i < paths.size(); ++i) {
     AttributeSet set;
     std::unique_ptr<DirectoryObject> object;
-    HResult result = OpenObject(paths[i], credentials, flags, object);
+    HResult result = OpenObject(paths[i], credentials, flags | kFastBind, object);
     if (Succeeded(result)) result = object->GetObjectAttributes(attributes, set);
     visit(i, result, set);
   }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "platform/directory.h"
+#include "platform/windows/handles.h"
 
 namespace zorvan::platform::windows {
 
@@ -17,6 +18,18 @@ class AdsiDirectory : public Directory {
                    std::uint32_t flags, std::span<const std::u16string_view> attributes,
                    const std::function<void(std::size_t, HResult, AttributeSet&)>& visit) override;
   ExtendedError LastError() override;
+
+  // Lets go of what keeps the connection; COM must still be initialized for the thread.
+  void Disconnect() { latest_.Reset(); }
+
+ private:
+  template <typename Interface>
+  HResult Open(std::u16string_view path, const Credentials& credentials, std::uint32_t flags,
+               REFIID id, ComPtr<Interface>& object);
+
+  // A connection is closed with the last object that uses it. The latest one keeps it for the next,
+  // or each object of a call would log on anew.
+  ComPtr<IUnknown> latest_;
 };
 
 }  // namespace zorvan::platform::windows

@@ -1,5 +1,6 @@
 #include "platform/windows/adsi_search.h"
 
+#include <algorithm>
 #include <string>
 
 #include "platform/windows/ads_values.h"
@@ -21,6 +22,16 @@ ADS_SEARCHPREF_INFO ToNative(const SearchPreference& preference) {
   return info;
 }
 
+// Rows are stepped over once. Left to itself the interface may keep each of them until the search
+// is closed, which for a large domain is all the memory that there is.
+ADS_SEARCHPREF_INFO KeepsNoRows() {
+  ADS_SEARCHPREF_INFO info{};
+  info.dwSearchPref = ADS_SEARCHPREF_CACHE_RESULTS;
+  info.vValue.dwType = ADSTYPE_BOOLEAN;
+  info.vValue.Boolean = FALSE;
+  return info;
+}
+
 // A server may end a page without rows and yet have more: the interface then reports the end with
 // this as its last error, and wants to be asked again.
 bool HasMoreRows() {
@@ -28,7 +39,7 @@ bool HasMoreRows() {
   wchar_t text[1] = {};
   wchar_t provider[1] = {};
   if (FAILED(ADsGetLastError(&code, text, 1, provider, 1)) || code != ERROR_MORE_DATA) return false;
-  ADsSetLastError(ERROR_SUCCESS, nullptr, nullptr);
+  ADsSetLastError(ERROR_SUCCESS, L"", L"");
   return true;
 }
 
@@ -37,12 +48,23 @@ bool HasMoreRows() {
 HResult AdsiSearch::SetSearchPreference(std::span<const SearchPreference> preferences) {
   std::vector<ADS_SEARCHPREF_INFO> infos;
   for (const SearchPreference& preference : preferences) infos.push_back(ToNative(preference));
-  return search_->SetSearchPreference(infos.data(), static_cast<DWORD>(infos.size()));
+  infos.push_back(KeepsNoRows());
+  const HRESULT result =
+      search_->SetSearchPreference(infos.data(), static_cast<DWORD>(infos.size()));
+  if (FAILED(result)) return result;
+  // Refusing one of them is a success to the interface, but the search would be another than the
+  // one that was asked for.
+  infos.pop_back();
+  const bool refused = std::any_of(infos.begin(), infos.end(), [](const auto& info) {
+    return info.dwStatus != ADS_STATUS_S_OK;
+  });
+  return refused ? E_ADS_BAD_PARAMETER : S_OK;
 }
 
 HResult AdsiSearch::ExecuteSearch(std::u16string_view filter,
                                   std::span<const std::u16string_view> attributes) {
   Close();
+  ADsSetLastError(ERROR_SUCCESS, L"", L"");
   if (!IsTellable(filter)) return kInvalidFilter;
   NativeText nativeFilter(filter);
   std::deque<NativeText> names;

@@ -1,6 +1,7 @@
 #include "platform/windows/win32_accounts.h"
 
 #include <cstring>
+#include <cwchar>
 
 #include "platform/windows/handles.h"
 #include "platform/windows/native_text.h"
@@ -39,7 +40,8 @@ Win32Code Win32Accounts::QueryUserConfig(std::u16string_view serverName, std::u1
     return code != ERROR_SUCCESS ? code : ERROR_GEN_FAILURE;
   }
   if (IsText(setting)) {
-    value = std::u16string(TextView(answer.get()));
+    const std::size_t capacity = answer ? bytes / sizeof(wchar_t) : 0;
+    value = std::u16string(TextView(answer.get(), wcsnlen(answer.get(), capacity)));
     return ERROR_SUCCESS;
   }
   std::uint32_t number = 0;

@@ -15,14 +15,16 @@ std::int64_t Win32System::CurrentFileTime() {
 }
 
 bool Win32System::FormatMessageText(std::uint32_t code, std::u16string& text) {
-  constexpr DWORD kFlags =
-      FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS;
+  // One line, without the breaks that the system's texts have inside and at their end.
+  constexpr DWORD kFlags = FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM |
+                           FORMAT_MESSAGE_IGNORE_INSERTS | FORMAT_MESSAGE_MAX_WIDTH_MASK;
+  constexpr DWORD kLanguage = MAKELANGID(LANG_NEUTRAL, SUBLANG_DEFAULT);
   LocalMemory<wchar_t> message;
-  const DWORD length = FormatMessageW(kFlags, nullptr, code, 0,
+  const DWORD length = FormatMessageW(kFlags, nullptr, code, kLanguage,
                                       reinterpret_cast<wchar_t*>(message.Out()), 0, nullptr);
   if (length == 0) return false;
   text = TextView(message.get(), length);
-  while (!text.empty() && (text.back() == u'\r' || text.back() == u'\n')) text.pop_back();
+  while (!text.empty() && text.back() == u' ') text.pop_back();
   return true;
 }
 

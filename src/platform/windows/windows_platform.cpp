@@ -21,6 +21,7 @@ class WindowsPlatform : public Platform {
   }
 
   void UninitializeApartment() override {
+    directory_.Disconnect();
     if (initializations_ == 0) return;
     --initializations_;
     CoUninitialize();

@@ -3,27 +3,13 @@
 
 #include <gtest/gtest.h>
 
-#include <cwchar>
+#include <array>
+#include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
-#include "platform/windows/adsi_directory.h"
-
-namespace {
-
-DWORD lastAdsError = ERROR_SUCCESS;
-HRESULT lastAdsResult = S_OK;
-
-}  // namespace
-
-// In the place of the system's own pair, which has nothing to say of a scripted search.
-extern "C" HRESULT WINAPI ADsGetLastError(LPDWORD error, LPWSTR text, DWORD size, LPWSTR, DWORD) {
-  *error = lastAdsError;
-  wcsncpy(text, lastAdsError == ERROR_SUCCESS ? L"" : L"what the server said", size);
-  text[size - 1] = L'\0';
-  return lastAdsResult;
-}
-extern "C" void WINAPI ADsSetLastError(DWORD error, LPCWSTR, LPCWSTR) { lastAdsError = error; }
+#include "unit/platform/windows/ads_script.h"
 
 namespace zorvan::platform::windows {
 namespace {
@@ -39,6 +25,8 @@ class ScriptedSearch : public IDirectorySearch {
   int openHandles = 0;
   int heldColumns = 0;
   std::vector<ADS_SEARCHPREF_INFO> preferences;
+  std::optional<ADS_SEARCHPREF> refusedPreference;
+  int ends = 0;  // how often the end was told
   std::vector<std::wstring> asked;
 
   STDMETHODIMP QueryInterface(REFIID, void**) override { return E_NOINTERFACE; }
@@ -47,7 +35,13 @@ class ScriptedSearch : public IDirectorySearch {
 
   STDMETHODIMP SetSearchPreference(PADS_SEARCHPREF_INFO infos, DWORD count) override {
     preferences.assign(infos, infos + count);
-    return S_OK;
+    bool refuses = false;
+    for (ADS_SEARCHPREF_INFO& info : std::span(infos, count)) {
+      info.dwStatus =
+          info.dwSearchPref == refusedPreference ? ADS_STATUS_INVALID_SEARCHPREF : ADS_STATUS_S_OK;
+      refuses = refuses || info.dwStatus != ADS_STATUS_S_OK;
+    }
+    return refuses ? S_ADS_ERRORSOCCURRED : S_OK;
   }
   STDMETHODIMP ExecuteSearch(LPWSTR, LPWSTR* names, DWORD count,
                              PADS_SEARCH_HANDLE handle) override {
@@ -60,10 +54,12 @@ class ScriptedSearch : public IDirectorySearch {
   STDMETHODIMP GetNextRow(ADS_SEARCH_HANDLE) override {
     if (moreDataBefore != 0 && row_ == moreDataBefore) {
       moreDataBefore = 0;
-      lastAdsError = ERROR_MORE_DATA;
+      Script().lastError = ERROR_MORE_DATA;
       return S_ADS_NOMORE_ROWS;
     }
-    return row_ < rows.size() ? rows[row_++] : S_ADS_NOMORE_ROWS;
+    if (row_ < rows.size()) return rows[row_++];
+    ++ends;
+    return S_ADS_NOMORE_ROWS;
   }
   STDMETHODIMP GetColumn(ADS_SEARCH_HANDLE, LPWSTR, PADS_SEARCH_COLUMN column) override {
     if (FAILED(columnResult)) return columnResult;
@@ -94,7 +90,7 @@ class ScriptedSearch : public IDirectorySearch {
 class AdsiSearchTest : public testing::Test {
  protected:
   void SetUp() override {
-    lastAdsError = ERROR_SUCCESS;
+    Script() = {};
     search_.emplace(ComPtr<IDirectorySearch>(&scripted_));
   }
 
@@ -141,10 +137,12 @@ TEST_F(AdsiSearchTest, ExecutingAgainEndsTheSearchBefore) {
 TEST_F(AdsiSearchTest, AsksOnWhenThePageEndedButNotTheResult) {
   scripted_.rows = {S_OK, S_OK};
   scripted_.moreDataBefore = 1;
+  Script().lastError = ERROR_MORE_DATA;  // of another search of this thread
   ASSERT_EQ(Execute(), kOk);
   EXPECT_EQ(search_->GetNextRow(), kOk);
   EXPECT_EQ(search_->GetNextRow(), kOk) << "an empty page in between is not the end";
   EXPECT_EQ(search_->GetNextRow(), kNoMoreRows);
+  EXPECT_EQ(scripted_.ends, 1);
 }
 
 TEST_F(AdsiSearchTest, PassesFailuresOnAsTheyAre) {
@@ -168,29 +166,32 @@ TEST_F(AdsiSearchTest, NeverTellsATextOnlyUpToItsZero) {
   EXPECT_EQ(scripted_.asked, std::vector<std::wstring>{L"sn"});
 }
 
-TEST_F(AdsiSearchTest, TheDirectoryTellsTheLastErrorInTheSystemsWords) {
-  lastAdsError = 0x8009030C;
-  const ExtendedError error = AdsiDirectory().LastError();
-  EXPECT_EQ(error.code, 0x8009030CU);
-  EXPECT_EQ(error.text, u"what the server said");
-  lastAdsResult = E_ADS_BAD_PARAMETER;
-  EXPECT_TRUE(AdsiDirectory().LastError().text.empty());
-  lastAdsResult = S_OK;
-}
-
-TEST_F(AdsiSearchTest, TypesThePreferencesAsTheInterfaceWantsThem) {
+TEST_F(AdsiSearchTest, TypesThePreferencesAsTheInterfaceWantsThemAndKeepsNoRows) {
   const std::array<SearchPreference, 3> preferences{{
       {SearchPreferenceId::kSearchScope, 2},
       {SearchPreferenceId::kPageSize, 1000},
       {SearchPreferenceId::kTombstone, 1},
   }};
   ASSERT_EQ(search_->SetSearchPreference(preferences), kOk);
-  ASSERT_EQ(scripted_.preferences.size(), 3U);
+  ASSERT_EQ(scripted_.preferences.size(), 4U);
   EXPECT_EQ(scripted_.preferences[0].vValue.dwType, ADSTYPE_INTEGER);
   EXPECT_EQ(scripted_.preferences[1].dwSearchPref, ADS_SEARCHPREF_PAGESIZE);
   EXPECT_EQ(scripted_.preferences[1].vValue.Integer, 1000U);
   EXPECT_EQ(scripted_.preferences[2].dwSearchPref, ADS_SEARCHPREF_TOMBSTONE);
   EXPECT_EQ(scripted_.preferences[2].vValue.dwType, ADSTYPE_BOOLEAN);
+  EXPECT_EQ(scripted_.preferences[2].vValue.Boolean, 1U);
+  EXPECT_EQ(scripted_.preferences[3].dwSearchPref, ADS_SEARCHPREF_CACHE_RESULTS);
+  EXPECT_EQ(scripted_.preferences[3].vValue.dwType, ADSTYPE_BOOLEAN);
+  EXPECT_EQ(scripted_.preferences[3].vValue.Boolean, 0U);
+}
+
+TEST_F(AdsiSearchTest, APreferenceThatIsRefusedIsAFailureUnlessItOnlySavesMemory) {
+  constexpr std::array<SearchPreference, 2> kPreferences{
+      {{SearchPreferenceId::kPageSize, 1000}, {SearchPreferenceId::kTombstone, 1}}};
+  scripted_.refusedPreference = ADS_SEARCHPREF_TOMBSTONE;
+  EXPECT_EQ(search_->SetSearchPreference(kPreferences), E_ADS_BAD_PARAMETER);
+  scripted_.refusedPreference = ADS_SEARCHPREF_CACHE_RESULTS;
+  EXPECT_EQ(search_->SetSearchPreference(kPreferences), kOk);
 }
 
 }  // namespace

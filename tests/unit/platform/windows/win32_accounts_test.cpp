@@ -84,7 +84,10 @@ TEST_F(Win32AccountsTest, FailsAsTheCallFails) {
       << "a failure without a code is a failure";
 }
 
-TEST_F(Win32AccountsTest, DoesNotReadANumberThatIsTooShort) {
+TEST_F(Win32AccountsTest, ReadsNoFurtherThanTheAnswer) {
+  Answer(L"abcdef", 3 * sizeof(wchar_t));
+  ASSERT_EQ(Query(TerminalServicesClass::kProfilePath), 0U);
+  EXPECT_EQ(std::get<std::u16string>(value_), u"abc") << "an answer without a zero at its end";
   const BYTE half[] = {1, 2};
   Answer(half, sizeof(half));
   EXPECT_EQ(Query(TerminalServicesClass::kShadowing), DWORD{ERROR_INVALID_DATA});

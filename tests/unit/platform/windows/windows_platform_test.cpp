@@ -107,6 +107,7 @@ TEST(WindowsPlatformTest, KnowsTheTimeAndTheSystemsTexts) {
   ASSERT_TRUE(system.FormatMessageText(ERROR_ACCESS_DENIED, text));
   EXPECT_FALSE(text.empty());
   EXPECT_EQ(text.find_first_of(u"\r\n"), text.npos);
+  EXPECT_NE(text.back(), u' ');
   EXPECT_FALSE(system.FormatMessageText(0xE0123456, text)) << "nobody knows this code";
   SetLastError(ERROR_LOCK_VIOLATION);
   EXPECT_EQ(system.LastError(), DWORD{ERROR_LOCK_VIOLATION});
