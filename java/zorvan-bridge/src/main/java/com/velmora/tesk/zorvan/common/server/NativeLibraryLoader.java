@@ -37,7 +37,7 @@ import java.util.function.Function;
  *       {@code /usr/local/lib/zorvan}, {@code /usr/lib/zorvan}, {@code /opt/zorvan/lib}, or {@code
  *       Zorvan} in the program files folder of Windows,
  *   <li>beside the jar that these classes came from,
- *   <li>inside that jar; it is then copied to a folder that only this user may enter, under a name
+ *   <li>inside that jar, which holds the one for Linux; it is then copied to a folder that only this user may enter, under a name
  *       made from its content, so that a copy is never half-written, stale or somebody else's.
  * </ol>
  */
@@ -54,7 +54,6 @@ public final class NativeLibraryLoader {
   private static volatile ADHandler handler;
 
   private final boolean windows;
-  private final String platform;
   private final Properties system;
   private final Map<String, String> environment;
   private final Optional<Path> jarFolder;
@@ -74,7 +73,6 @@ public final class NativeLibraryLoader {
     this.resources = resources;
     this.load = load;
     this.windows = system.getProperty("os.name", "").toLowerCase(Locale.ROOT).startsWith("windows");
-    this.platform = (windows ? "windows-" : "linux-") + architecture(system.getProperty("os.arch"));
   }
 
   /**
@@ -120,7 +118,7 @@ public final class NativeLibraryLoader {
               .flatMap(Optional::stream)
               .findFirst()
               .or(() -> jarFolder.flatMap(folder -> tryFile(folder.resolve(fileName()))))
-              .or(this::tryPacked);
+              .or(() -> windows ? Optional.empty() : tryPacked());
     }
     return loaded.orElseThrow(() -> new UnsatisfiedLinkError(failureText(explicit)));
   }
@@ -176,7 +174,8 @@ public final class NativeLibraryLoader {
   }
 
   private Optional<Path> tryPacked() {
-    String resource = "native/" + platform + "/" + fileName();
+    String resource =
+        "native/linux-" + architecture(system.getProperty("os.arch")) + "/" + fileName();
     try (InputStream packed = resources.apply(resource)) {
       if (packed == null) {
         tried.add("inside the jar (" + resource + "): is not packed there");
@@ -226,10 +225,6 @@ public final class NativeLibraryLoader {
       return folder;
     }
     Path folder = cache.get().resolve("zorvan").resolve("native").resolve(name);
-    if (windows) {
-      // The user's own application data folder: its access list keeps others out.
-      return Files.createDirectories(folder);
-    }
     Files.createDirectories(cache.get());
     Path below = cache.get();
     for (Path part : cache.get().relativize(folder)) {
@@ -251,7 +246,7 @@ public final class NativeLibraryLoader {
 
   // Empty for accounts without a home of their own, such as a service's.
   private Optional<Path> cacheFolder() {
-    String named = environment.get(windows ? "LOCALAPPDATA" : "XDG_CACHE_HOME");
+    String named = environment.get("XDG_CACHE_HOME");
     if (named != null && Path.of(named).isAbsolute()) {
       return Optional.of(Path.of(named));
     }

@@ -118,7 +118,7 @@ class NativeLibraryLoaderTest {
     environment.put("ProgramFiles", folder.resolve("Program Files").toString());
     String message = assertThrows(UnsatisfiedLinkError.class, this::load).getMessage();
     assertTrue(message.contains(Path.of("Zorvan", "ZorvanSecurity.dll").toString()), message);
-    assertTrue(message.contains("native/windows-x86_64/ZorvanSecurity.dll"), message);
+    assertTrue(message.contains(Path.of("jar", "ZorvanSecurity.dll").toString()), message);
   }
 
   @Test
