@@ -31,8 +31,15 @@ std::map<std::string, std::string> ReadDomain() {
   return properties;
 }
 
+bool IsTestProvider() {
+  const char* provider = std::getenv("ZORVAN_TEST_PROVIDER");
+  return provider == nullptr || std::string_view(provider) != "wine";
+}
+
+// How much the test provider has lent out; it must be the one that answered.
 long LiveCount() {
   const HMODULE provider = GetModuleHandleW(L"ZorvanTestProvider.dll");
+  EXPECT_EQ(provider != nullptr, IsTestProvider()) << "answered by another provider";
   if (provider == nullptr) return 0;
   return reinterpret_cast<long(WINAPI*)()>(
       reinterpret_cast<void (*)()>(GetProcAddress(provider, "LiveCount")))();
@@ -50,12 +57,15 @@ class AdapterLiveTest : public testing::Test {
     base_ = Widen(properties["baseDn"]);
     user_ = Widen(properties["userName"] + "@" + properties["dnsDomain"]);
     password_ = Widen(password);
-    ASSERT_EQ(platform_->InitializeApartment(Apartment::kSingleThreaded), kOk);
+    // Keeps the provider loaded until it has been asked.
+    ASSERT_EQ(CoInitialize(nullptr), S_OK);
+    ASSERT_EQ(platform_->InitializeApartment(Apartment::kSingleThreaded), S_FALSE);
   }
 
   void TearDown() override {
-    EXPECT_EQ(LiveCount(), 0) << "objects, searches or columns that were not given back";
     platform_->UninitializeApartment();
+    EXPECT_EQ(LiveCount(), 0) << "objects, searches or columns that were not given back";
+    CoUninitialize();
   }
 
   Directory& directory() { return platform_->directory(); }
@@ -237,6 +247,19 @@ TEST_F(AdapterLiveTest, SearchesTheGlobalCatalog) {
   std::vector<std::u16string> names;
   EXPECT_EQ(Rows(*search_, u"(sAMAccountName=Administrator)", names), kNoMoreRows);
   EXPECT_EQ(names.size(), 1U);
+  search_.reset();
+}
+
+TEST_F(AdapterLiveTest, AWrongPasswordOrNameGivesNoRows) {
+  // Wine's provider has a code of its own for this answer of the server.
+  EXPECT_EQ(OpenSearch(Path(base_), {user_, u"not the password"}),
+            IsTestProvider() ? kLogonFailure : HResultFromWin32(0x20A2));
+  std::vector<std::u16string> names;
+  HResult result = OpenSearch(Path(u"OU=Nowhere," + base_), administrator());
+  // Wine's provider notices only when it searches.
+  if (Succeeded(result)) result = Rows(*search_, u"(cn=*)", names);
+  EXPECT_EQ(result, kNoSuchObject);
+  EXPECT_TRUE(names.empty());
   search_.reset();
 }
 

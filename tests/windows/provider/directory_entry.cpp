@@ -177,7 +177,7 @@ HRESULT DirectoryEntry::GetObjectAttributes(LPWSTR* names, DWORD count, PADS_ATT
   for (const RawAttribute& attribute : entry.attributes) {
     typed.push_back({attribute.name, TypeOf(attribute), attribute.values});
   }
-  if (typed.empty()) return S_OK;
+  if (typed.empty()) return E_ADS_PROPERTY_NOT_FOUND;
   *attributes = MakeAttributeBlock(typed);
   if (*attributes == nullptr) return E_OUTOFMEMORY;
   *found = static_cast<DWORD>(typed.size());
@@ -207,9 +207,10 @@ HRESULT DirectoryEntry::ExecuteSearch(LPWSTR filter, LPWSTR* attributes, DWORD c
   request.attributes.assign(attributes, attributes + count);
   request.pageSize = PreferenceOf(preferences_, ADS_SEARCHPREF_PAGESIZE, 0);
   request.tombstones = PreferenceOf(preferences_, ADS_SEARCHPREF_TOMBSTONE, FALSE) != FALSE;
-  std::unique_ptr<OpenSearch> search(new OpenSearch{{*session_.get(), std::move(request)}, {}, {}});
+  std::unique_ptr<OpenSearch> search(new OpenSearch{{*session_.get(), std::move(request)}, {}});
   *handle = search.get();
   searches_[*handle] = std::move(search);
+  ++liveCount;
   return S_OK;
 }
 
@@ -238,18 +239,22 @@ HRESULT DirectoryEntry::GetColumn(ADS_SEARCH_HANDLE handle, LPWSTR name,
   }
   if (info == nullptr) return E_OUTOFMEMORY;
   *column = {info->pszAttrName, info->dwADsType, info->pADsValues, info->dwNumValues, info};
-  columns_.try_emplace(column);
+  columns_.insert(column);
+  ++liveCount;
   return S_OK;
 }
 
 HRESULT DirectoryEntry::FreeColumn(PADS_SEARCH_COLUMN column) {
   if (columns_.erase(column) == 0) return E_ADS_BAD_PARAMETER;
+  --liveCount;
   FreeADsMem(column->hReserved);
   return S_OK;
 }
 
 HRESULT DirectoryEntry::CloseSearchHandle(ADS_SEARCH_HANDLE handle) {
-  return searches_.erase(handle) != 0 ? S_OK : E_ADS_BAD_PARAMETER;
+  if (searches_.erase(handle) == 0) return E_ADS_BAD_PARAMETER;
+  --liveCount;
+  return S_OK;
 }
 
 }  // namespace zorvan::windows_test

@@ -7,6 +7,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -80,7 +81,6 @@ class DirectoryEntry : public DispatchObject<IADs, IDirectoryObject, IDirectoryS
   struct OpenSearch {
     LdapSearch search;
     RawEntry row;
-    Counted counted;
   };
 
   DirectoryEntry(std::wstring text, ObjectPath path, Login login)
@@ -97,7 +97,7 @@ class DirectoryEntry : public DispatchObject<IADs, IDirectoryObject, IDirectoryS
   std::optional<RawEntry> cache_;  // the property cache
   std::vector<ADS_SEARCHPREF_INFO> preferences_;
   std::map<ADS_SEARCH_HANDLE, std::unique_ptr<OpenSearch>> searches_;
-  std::map<PADS_SEARCH_COLUMN, Counted> columns_;  // those that were not given back yet
+  std::set<PADS_SEARCH_COLUMN> columns_;  // those that were not given back yet
 };
 
 }  // namespace zorvan::windows_test

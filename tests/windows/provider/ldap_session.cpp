@@ -12,6 +12,8 @@ namespace {
 
 constexpr wchar_t kShowDeleted[] = L"1.2.840.113556.1.4.417";
 constexpr ULONG kConnectSeconds = 10;
+// What a domain controller gives at most to who does not ask for pages; this one's gives all.
+constexpr ULONG kMostWithoutPages = 1000;
 
 struct CodePair {
   ULONG ldap;
@@ -125,8 +127,10 @@ HRESULT LdapSession::Read(const std::wstring& name, std::vector<std::wstring> at
   return result == S_ADS_NOMORE_ROWS ? ResultFromLdap(LDAP_NO_SUCH_OBJECT) : result;
 }
 
+LdapSearch::~LdapSearch() { DropPage(); }
+
 // The rest of the page is read and dropped: abandoning the request costs the connection here.
-LdapSearch::~LdapSearch() {
+void LdapSearch::DropPage() {
   while (state_ == State::kInPage) {
     LDAPMessage* message = nullptr;
     const ULONG kind = ldap_result(ldap_, messageId_, LDAP_MSG_ONE, nullptr, &message);
@@ -146,7 +150,11 @@ HRESULT LdapSearch::Next(RawEntry& entry) {
       // Neither an answer nor its absence within the client's time tell more than that.
       if (message == nullptr) result = LDAP_SERVER_DOWN;
       if (message != nullptr) ldap_msgfree(message);
-      if (kind == LDAP_RES_SEARCH_ENTRY) return S_OK;
+      if (kind == LDAP_RES_SEARCH_ENTRY) {
+        if (request_.pageSize != 0 || ++entries_ <= kMostWithoutPages) return S_OK;
+        DropPage();
+        result = LDAP_SIZELIMIT_EXCEEDED;
+      }
     }
     if (result != LDAP_SUCCESS) {
       state_ = State::kEnded;

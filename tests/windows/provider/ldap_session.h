@@ -84,12 +84,14 @@ class LdapSearch {
   ULONG AskForPage();
   ULONG EndPage(LDAPMessage* result);
   void TakeEntry(LDAPMessage* message, RawEntry& entry);
+  void DropPage();
 
   LDAP* ldap_;
   LdapRequest request_;
   State state_ = State::kBeforePage;
   ULONG messageId_ = 0;
   std::string cookie_;
+  ULONG entries_ = 0;
 };
 
 // Lends sessions out, one borrower at a time, so that opening the second object of a server costs

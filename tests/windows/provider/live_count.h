@@ -1,5 +1,6 @@
-// How much of the provider is in use: objects with references, open searches, columns and attribute
-// blocks that were not given back. What the adapter forgets to release stays in this count.
+// How much of the provider is in use: objects with references, searches and columns that were not
+// given back. Nothing but giving it back takes a search or a column from the count: one that the
+// adapter forgets stays in it also when the object that lent it goes.
 #pragma once
 
 #include <atomic>
@@ -8,7 +9,7 @@ namespace zorvan::windows_test {
 
 inline std::atomic<long> liveCount{0};
 
-// A member of whatever counts.
+// A member of every object.
 class Counted {
  public:
   Counted() { ++liveCount; }
