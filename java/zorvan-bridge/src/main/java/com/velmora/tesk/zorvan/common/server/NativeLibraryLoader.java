@@ -37,8 +37,9 @@ import java.util.function.Function;
  *       {@code /usr/local/lib/zorvan}, {@code /usr/lib/zorvan}, {@code /opt/zorvan/lib}, or {@code
  *       Zorvan} in the program files folder of Windows,
  *   <li>beside the jar that these classes came from,
- *   <li>inside that jar, which holds the one for Linux; it is then copied to a folder that only this user may enter, under a name
- *       made from its content, so that a copy is never half-written, stale or somebody else's.
+ *   <li>inside that jar, which holds the one for Linux; it is then copied to a folder that only
+ *       this user may enter, under a name made from its content, so that a copy is never
+ *       half-written, stale or somebody else's.
  * </ol>
  */
 public final class NativeLibraryLoader {
