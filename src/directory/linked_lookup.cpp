@@ -1,7 +1,5 @@
 #include "directory/linked_lookup.h"
 
-#include <array>
-
 #include "directory/bind.h"
 #include "directory/value_conversion.h"
 
@@ -11,9 +9,6 @@ namespace {
 using platform::AttributeSet;
 using platform::Failed;
 using platform::HResult;
-
-constexpr std::array<std::u16string_view, 3> kAttributes = {u"distinguishedName", u"cn",
-                                                            u"objectGUID"};
 
 std::optional<std::u16string> TextOf(const AttributeSet& attributes, std::u16string_view name) {
   const platform::Column* column = attributes.Find(name);
@@ -51,8 +46,8 @@ void LinkedLookup::Read(const std::vector<std::u16string>& keys) {
   paths.reserve(keys.size());
   for (const std::u16string& key : keys) paths.push_back(ObjectPath(handler_.settings, key));
   handler_.platform.directory().ReadObjects(
-      paths, handler_.settings.credentials(), platform::kSecureAuthentication, kAttributes,
-      [&](std::size_t index, HResult result, AttributeSet& attributes) {
+      paths, handler_.settings.credentials(), platform::kSecureAuthentication,
+      kLinkedObjectAttributes, [&](std::size_t index, HResult result, AttributeSet& attributes) {
         known_.insert_or_assign(keys[index], ToLinkedObject(result, attributes));
       });
 }

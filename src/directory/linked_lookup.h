@@ -5,6 +5,7 @@
 // most of its groups and managers, and a group may have thousands of members.
 #pragma once
 
+#include <array>
 #include <functional>
 #include <optional>
 #include <string>
@@ -23,6 +24,10 @@ struct LinkedObject {
   std::optional<std::u16string> commonName;
   std::optional<std::u16string> guid;  // braced
 };
+
+// What is read of an object that a row tells of by name.
+inline constexpr std::array<std::u16string_view, 3> kLinkedObjectAttributes = {
+    u"distinguishedName", u"cn", u"objectGUID"};
 
 class LinkedLookup {
  public:

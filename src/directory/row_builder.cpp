@@ -308,10 +308,8 @@ void RowBuilder::AddPrimaryGroupMembers(std::span<const std::byte> groupSid, Row
   }
   std::u16string filter = u"(&(primaryGroupID=";
   filter.append(call::DecimalText(RelativeId(groupSid))).append(u")(!sAMAccountType=805306370))");
-  constexpr std::array<std::u16string_view, 3> kNames = {u"distinguishedName", u"cn",
-                                                         u"objectGUID"};
   result = SetStandardPreferences(*search, platform::SearchScope::kSubtree, false);
-  if (Succeeded(result)) result = search->ExecuteSearch(filter, kNames);
+  if (Succeeded(result)) result = search->ExecuteSearch(filter, kLinkedObjectAttributes);
   while (Succeeded(result) && (result = search->GetNextRow()) == platform::kOk) {
     AddFoundObject(*search, row);
   }

@@ -1,20 +1,15 @@
 // Runs plain reports: start text, filter, bind, stream, end text.
 #pragma once
 
-#include <cstdint>
 #include <optional>
 #include <span>
 #include <string>
-#include <variant>
 
 #include "call/error_list.h"
 #include "call/native_handler.h"
 #include "reports/report_table.h"
 
 namespace zorvan::reports {
-
-// A report parameter as Java passed it: a long, or a String that may be null.
-using ReportArgument = std::variant<std::int64_t, std::optional<std::u16string>>;
 
 struct ReportRequest {
   std::optional<std::u16string> baseDn;        // absent when Java passed null

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "call/decimal_text.h"
+#include "platform/filter_value.h"
 
 namespace zorvan::reports {
 namespace {
@@ -24,39 +25,12 @@ std::optional<std::vector<std::u16string>> FilterValues(const ReportDefinition& 
     const auto& text = std::get<std::optional<std::u16string>>(arguments[i]);
     const bool mayBeNull = report.rule == ReportRule::kEmptySecondParameter && i == 1;
     if (!text && !mayBeNull) return std::nullopt;
-    values.push_back(EscapeFilterValue(text.value_or(std::u16string())));
+    values.push_back(platform::EscapeFilterValue(text.value_or(std::u16string())));
   }
   return values;
 }
 
 }  // namespace
-
-std::u16string EscapeFilterValue(std::u16string_view text) {
-  std::u16string escaped;
-  escaped.reserve(text.size());
-  for (char16_t unit : text) {
-    switch (unit) {
-      case u'\\':
-        escaped += u"\\5c";
-        break;
-      case u'*':
-        escaped += u"\\2a";
-        break;
-      case u'(':
-        escaped += u"\\28";
-        break;
-      case u')':
-        escaped += u"\\29";
-        break;
-      case u'\0':
-        escaped += u"\\00";
-        break;
-      default:
-        escaped.push_back(unit);
-    }
-  }
-  return escaped;
-}
 
 std::u16string FilterTime(std::int64_t milliseconds) {
   constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max();

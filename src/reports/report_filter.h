@@ -7,14 +7,9 @@
 #include <string>
 #include <string_view>
 
-#include "reports/report_engine.h"
 #include "reports/report_table.h"
 
 namespace zorvan::reports {
-
-// The text with every character that means something in a filter escaped ("\5c", "\2a", "\28",
-// "\29", "\00").
-std::u16string EscapeFilterValue(std::u16string_view text);
 
 // Milliseconds since 1970 as the decimal count of 100-nanosecond intervals since 1601, cut to whole
 // seconds. A time too far away for the count takes the nearest one that fits.

@@ -2,8 +2,11 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <span>
+#include <string>
 #include <string_view>
+#include <variant>
 
 namespace zorvan::reports {
 
@@ -22,6 +25,9 @@ struct ReportParameter {
   ParameterKind kind;
   std::string_view title;  // what it means, in words
 };
+
+// A parameter's value as Java passed it: a long, or a String that may be null.
+using ReportArgument = std::variant<std::int64_t, std::optional<std::u16string>>;
 
 enum class ReportGroup { kUsers, kComputers, kMail, kOrganizationalUnits, kGroups };
 

@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "platform/posix/search_filter.h"
+#include "platform/filter_value.h"
 
 namespace zorvan::platform::posix {
 namespace {

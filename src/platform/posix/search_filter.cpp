@@ -257,31 +257,4 @@ HResult NormalizeFilter(std::u16string_view filter, std::string& out) {
   return FilterParser(text, out).ParseWhole() ? kOk : kInvalidFilter;
 }
 
-std::u16string EscapeFilterValue(std::u16string_view text) {
-  std::u16string out;
-  out.reserve(text.size());
-  for (char16_t unit : text) {
-    switch (unit) {
-      case u'\0':
-        out += u"\\00";
-        break;
-      case u'(':
-        out += u"\\28";
-        break;
-      case u')':
-        out += u"\\29";
-        break;
-      case u'*':
-        out += u"\\2a";
-        break;
-      case u'\\':
-        out += u"\\5c";
-        break;
-      default:
-        out += unit;
-    }
-  }
-  return out;
-}
-
 }  // namespace zorvan::platform::posix

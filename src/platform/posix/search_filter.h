@@ -26,7 +26,4 @@ inline constexpr int kMaxFilterDepth = 100;
 // asks for every object.
 HResult NormalizeFilter(std::u16string_view filter, std::string& out);
 
-// The text as a value inside a filter: special characters and NUL are escaped.
-std::u16string EscapeFilterValue(std::u16string_view text);
-
 }  // namespace zorvan::platform::posix

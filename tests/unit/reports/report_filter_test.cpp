@@ -16,14 +16,6 @@ Filter Build(std::string_view method, const std::vector<ReportArgument>& argumen
   return BuildFilter(*report, arguments, now);
 }
 
-TEST(ReportFilter, EscapesWhatMeansSomethingInAFilter) {
-  EXPECT_EQ(EscapeFilterValue(u"a\\b*c(d)e"), u"a\\5cb\\2ac\\28d\\29e");
-  EXPECT_EQ(EscapeFilterValue(std::u16string_view(u"a\0b", 3)), u"a\\00b");
-  EXPECT_EQ(EscapeFilterValue(u"\\2a"), u"\\5c2a");
-  EXPECT_EQ(EscapeFilterValue(u"Jürgen §😀,=/%s"), u"Jürgen §😀,=/%s");
-  EXPECT_EQ(EscapeFilterValue(u""), u"");
-}
-
 TEST(ReportFilter, ConvertsTimesToWholeSecondsSince1601) {
   constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max();
   constexpr std::int64_t kLeast = std::numeric_limits<std::int64_t>::min();

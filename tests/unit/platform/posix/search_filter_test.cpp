@@ -6,6 +6,7 @@
 #include <span>
 #include <string>
 
+#include "platform/filter_value.h"
 #include "platform/posix/unicode.h"
 
 // Exported by the protocol library, though not in its public headers.
