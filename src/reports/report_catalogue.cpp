@@ -1,6 +1,6 @@
 // Prints the report table as JSON for the Java side: a build tool, not part of the library. The
-// texts of the table are plain ASCII without quotes or backslashes (a unit test sees to that), so
-// they are printed as they stand.
+// texts of the table are plain ASCII without quotes or backslashes, so they are printed as they
+// stand; what is not would be no JSON, which every test of the Java side reads.
 #include <cstdio>
 #include <string>
 #include <string_view>

@@ -15,7 +15,16 @@ inline constexpr std::u16string_view kRootPath = u"LDAP://dc1.example.com/";
 
 class CallFixture : public testing::Test {
  protected:
-  CallFixture();
+  CallFixture() {
+    call::DomainSettings& settings = handler.settings;
+    settings.domainName = u"example.com";
+    settings.userDomainName = u"EXAMPLE";
+    settings.serverName = u"dc1.example.com";
+    settings.logonName = u"EXAMPLE\\admin";
+    settings.password = u"secret";
+    settings.defaultNamingContext = kNamingContext;
+    settings.ldapRootPath = kRootPath;
+  }
 
   Script script;
   ScriptedPlatform platform{script};

@@ -11,42 +11,38 @@ using platform::AdsType;
 using platform::AttributeSet;
 using platform::Column;
 using platform::Credentials;
+using platform::EndsWithIgnoringCase;
 using platform::EqualsIgnoringCase;
 using platform::Failed;
 using platform::HResult;
 using platform::Value;
 
-// The DN or "<...>" reference behind the server of a path, with "\/" read as the slash it stands
-// for.
-std::u16string ReferenceOf(std::u16string_view path) {
-  const std::size_t slash = path.find(u'/', path.find(u"://") + 3);
-  std::u16string reference;
-  if (slash == std::u16string_view::npos) return reference;
-  for (std::size_t i = slash + 1; i < path.size(); ++i) {
-    if (path[i] == u'\\' && i + 1 < path.size() && path[i + 1] == u'/') continue;
-    reference.push_back(path[i]);
+// A path as its server and what stands behind it, with "\/" read as the slash it stands for.
+std::pair<std::u16string, std::u16string> Parts(std::u16string_view path) {
+  path.remove_prefix(path.find(u"://") + 3);
+  const std::size_t slash = std::min(path.find(u'/'), path.size());
+  std::u16string reference(path.substr(std::min(slash + 1, path.size())));
+  for (std::size_t at = 0; (at = reference.find(u"\\/", at)) != reference.npos;) {
+    reference.erase(at, 1);
   }
-  return reference;
+  return {std::u16string(path.substr(0, slash)), reference};
 }
 
-std::u16string ServerOf(std::u16string_view path) {
-  const std::u16string_view rest = path.substr(path.find(u"://") + 3);
-  return std::u16string(rest.substr(0, rest.find(u'/')));
-}
-
-std::u16string HexOf(std::span<const std::byte> octets) {
+// "<SID=...>" of an object that has one.
+std::u16string SidReference(const ScriptedObject& object) {
   constexpr std::u16string_view kDigits = u"0123456789abcdef";
-  std::u16string text;
-  for (std::byte octet : octets) {
+  const Column* sid = object.attributes().Find(u"objectSid");
+  if (sid == nullptr) return {};
+  std::u16string text = u"<SID=";
+  for (std::byte octet : sid->values.front().octets) {
     text.push_back(kDigits[std::to_integer<std::size_t>(octet >> 4)]);
     text.push_back(kDigits[std::to_integer<std::size_t>(octet & std::byte{0xF})]);
   }
-  return text;
+  return text + u">";
 }
 
-// The name of an attribute without options such as ";range=0-999".
-std::u16string_view BaseName(std::u16string_view attribute) {
-  return attribute.substr(0, attribute.find(u';'));
+std::optional<std::u16string> Owned(const std::optional<std::u16string_view>& text) {
+  return text ? std::optional<std::u16string>(*text) : std::nullopt;
 }
 
 // Counts itself among the open interfaces for as long as it lives.
@@ -57,48 +53,43 @@ class Interface {
   Interface(const Interface&) = delete;
   Interface& operator=(const Interface&) = delete;
 
- private:
+ protected:
   Script& script_;
 };
 
-class ScriptedSearch : public platform::DirectorySearch {
+class ScriptedSearch : public platform::DirectorySearch, private Interface {
  public:
-  ScriptedSearch(Script& script, std::u16string_view path)
-      : script_(script), interface_(script), path_(path) {}
+  ScriptedSearch(Script& script, std::u16string_view path) : Interface(script), path_(path) {}
 
   HResult SetSearchPreference(std::span<const platform::SearchPreference> preferences) override {
-    const HResult result = script_.Try(Call::kSetSearchPreference, path_);
-    if (Failed(result)) return result;
+    preferences_.clear();
     for (const auto& preference : preferences) {
       preferences_.emplace_back(preference.id, preference.value);
     }
-    return result;
+    return script_.Try(Call::kPrefer, path_);
   }
 
   HResult ExecuteSearch(std::u16string_view filter,
                         std::span<const std::u16string_view> attributes) override {
     attributes_.assign(attributes.begin(), attributes.end());
     script_.searches.push_back({path_, std::u16string(filter), attributes_, preferences_});
-    rows_.clear();
     next_ = 0;
-    const HResult result = script_.Try(Call::kExecuteSearch, filter);
+    const HResult result = script_.Try(Call::kExecute, filter);
     if (!Failed(result)) rows_ = script_.Find(path_, filter);
     return result;
   }
 
   HResult GetNextRow() override {
     current_ = AttributeSet();
-    const HResult result = script_.Try(Call::kGetNextRow, path_);
+    const HResult result = script_.Try(Call::kNextRow, path_);
     if (Failed(result)) return result;
-    if (next_ == rows_.size()) return platform::kNoMoreRows;
-    ++next_;
-    return platform::kOk;
+    return next_ == rows_.size() ? platform::kNoMoreRows : (++next_, platform::kOk);
   }
 
   HResult GetColumn(std::u16string_view attribute, Column& column) override {
-    const HResult result = script_.Try(Call::kGetColumn, attribute);
+    const HResult result = script_.Try(Call::kColumn, attribute);
     if (Failed(result)) return result;
-    const Column* found = Requested(attribute) ? rows_.at(next_ - 1)->Find(attribute) : nullptr;
+    const Column* found = Requested(attribute, next_ - 1);
     if (found == nullptr) return platform::kColumnNotSet;
     if (current_.Find(attribute) == nullptr) current_.Add(attribute, *found);
     column = *current_.Find(attribute);
@@ -107,24 +98,25 @@ class ScriptedSearch : public platform::DirectorySearch {
 
   void ForEachReceivedText(std::u16string_view attribute,
                            const std::function<void(std::u16string_view)>& visit) override {
-    if (next_ == 0 || !Requested(attribute)) return;
     const std::size_t end = std::min(rows_.size(), next_ + script_.rowsReceivedAhead);
-    for (std::size_t i = next_ - 1; i < end; ++i) {
-      const Column* column = rows_[i]->Find(attribute);
+    for (std::size_t row = next_ - 1; row < end; ++row) {
+      const Column* column = Requested(attribute, row);
       if (column == nullptr) continue;
       for (const Value& value : column->values) visit(std::u16string(value.text));
     }
   }
 
  private:
-  bool Requested(std::u16string_view attribute) const {
-    return std::any_of(attributes_.begin(), attributes_.end(), [&](const auto& name) {
-      return EqualsIgnoringCase(BaseName(name), BaseName(attribute));
+  // The values of an attribute, with or without an option such as ";range=0-999", that was asked
+  // for and is there.
+  const Column* Requested(std::u16string_view attribute, std::size_t row) const {
+    const std::u16string_view base = attribute.substr(0, attribute.find(u';'));
+    const bool asked = std::any_of(attributes_.begin(), attributes_.end(), [&](const auto& name) {
+      return EqualsIgnoringCase(name, base);
     });
+    return asked ? rows_.at(row)->attributes().Find(attribute) : nullptr;
   }
 
-  Script& script_;
-  Interface interface_;
   std::u16string path_;
   std::vector<std::pair<platform::SearchPreferenceId, std::uint32_t>> preferences_;
   std::vector<std::u16string> attributes_;
@@ -133,59 +125,25 @@ class ScriptedSearch : public platform::DirectorySearch {
   AttributeSet current_;
 };
 
-void CopyAttributes(const ScriptedObject& object, std::span<const std::u16string_view> names,
-                    AttributeSet& attributes) {
-  attributes = AttributeSet();
-  for (std::u16string_view name : names) {
-    if (const Column* column = object.Find(name)) attributes.Add(name, *column);
-  }
-}
-
-class OpenedObject : public platform::DirectoryObject {
+// Nothing that is tested over this platform reads attributes of an opened object.
+class OpenedObject : public platform::DirectoryObject,
+                     public platform::PropertyObject,
+                     private Interface {
  public:
-  OpenedObject(Script& script, const ScriptedObject& object)
-      : script_(script), interface_(script), object_(object) {}
+  OpenedObject(Script& script, std::u16string_view path) : Interface(script), path_(path) {}
 
-  HResult GetObjectAttributes(std::span<const std::u16string_view> names,
-                              AttributeSet& attributes) override {
-    const HResult result = script_.Try(Call::kGetObjectAttributes, object_.distinguishedName());
-    if (!Failed(result)) CopyAttributes(object_, names, attributes);
-    return result;
+  HResult GetObjectAttributes(std::span<const std::u16string_view>, AttributeSet&) override {
+    return platform::kNotSupported;
   }
-
- private:
-  Script& script_;
-  Interface interface_;
-  const ScriptedObject& object_;
-};
-
-// A container that only stands in the names of others has no attributes, and no ScriptedObject.
-class OpenedPropertyObject : public platform::PropertyObject {
- public:
-  OpenedPropertyObject(Script& script, std::u16string_view path, const ScriptedObject* object)
-      : script_(script), interface_(script), path_(path), object_(object) {}
-
-  HResult Get(std::u16string_view attribute, AttributeSet& value) override {
-    const HResult result = script_.Try(Call::kGet, attribute);
-    if (Failed(result)) return result;
-    const Column* column = object_ == nullptr ? nullptr : object_->Find(attribute);
-    if (column == nullptr) return platform::kPropertyNotFound;
-    value = AttributeSet();
-    value.Add(attribute, *column);
-    return platform::kOk;
-  }
-
+  HResult Get(std::u16string_view, AttributeSet&) override { return platform::kNotSupported; }
   HResult QueryDirectorySearch(std::unique_ptr<platform::DirectorySearch>& search) override {
-    const HResult result = script_.Try(Call::kQueryDirectorySearch, path_);
+    const HResult result = script_.Try(Call::kQuerySearch, path_);
     if (!Failed(result)) search = std::make_unique<ScriptedSearch>(script_, path_);
     return result;
   }
 
  private:
-  Script& script_;
-  Interface interface_;
   std::u16string path_;
-  const ScriptedObject* object_;
 };
 
 class ScriptedDirectory : public platform::Directory {
@@ -194,29 +152,16 @@ class ScriptedDirectory : public platform::Directory {
 
   HResult OpenSearch(std::u16string_view path, const Credentials& credentials, std::uint32_t flags,
                      std::unique_ptr<platform::DirectorySearch>& search) override {
-    const ScriptedObject* object = nullptr;
-    const HResult result = Open(Call::kOpenSearch, path, credentials, flags, object);
-    if (!Failed(result)) search = std::make_unique<ScriptedSearch>(script_, path);
-    return result;
+    return Open<ScriptedSearch>(path, credentials, flags, search);
   }
-
   HResult OpenObject(std::u16string_view path, const Credentials& credentials, std::uint32_t flags,
                      std::unique_ptr<platform::DirectoryObject>& object) override {
-    const ScriptedObject* found = nullptr;
-    const HResult result = Open(Call::kOpenObject, path, credentials, flags, found);
-    if (Failed(result)) return result;
-    if (found == nullptr) return platform::kNoSuchObject;
-    object = std::make_unique<OpenedObject>(script_, *found);
-    return result;
+    return Open<OpenedObject>(path, credentials, flags, object);
   }
-
   HResult OpenPropertyObject(std::u16string_view path, const Credentials& credentials,
                              std::uint32_t flags,
                              std::unique_ptr<platform::PropertyObject>& object) override {
-    const ScriptedObject* found = nullptr;
-    const HResult result = Open(Call::kOpenPropertyObject, path, credentials, flags, found);
-    if (!Failed(result)) object = std::make_unique<OpenedPropertyObject>(script_, path, found);
-    return result;
+    return Open<OpenedObject>(path, credentials, flags, object);
   }
 
   void ReadObjects(std::span<const std::u16string> paths, const Credentials& credentials,
@@ -224,13 +169,14 @@ class ScriptedDirectory : public platform::Directory {
                    const std::function<void(std::size_t, HResult, AttributeSet&)>& visit) override {
     script_.batches.emplace_back(paths.begin(), paths.end());
     for (std::size_t i = paths.size(); i-- > 0;) {
-      script_.Record(paths[i], credentials, flags);
       const ScriptedObject* object = nullptr;
-      HResult result = script_.Try(Call::kReadObject, paths[i]);
-      if (!Failed(result)) result = script_.Resolve(paths[i], flags, object);
+      HResult result = script_.Open(Call::kRead, paths[i], credentials, flags, object);
       if (!Failed(result) && object == nullptr) result = platform::kNoSuchObject;
       AttributeSet set;
-      if (!Failed(result)) CopyAttributes(*object, attributes, set);
+      for (std::u16string_view name : attributes) {
+        const Column* column = Failed(result) ? nullptr : object->attributes().Find(name);
+        if (column != nullptr) set.Add(name, *column);
+      }
       visit(i, result, set);
     }
   }
@@ -238,11 +184,13 @@ class ScriptedDirectory : public platform::Directory {
   platform::ExtendedError LastError() override { return script_.extendedError; }
 
  private:
-  HResult Open(Call call, std::u16string_view path, const Credentials& credentials,
-               std::uint32_t flags, const ScriptedObject*& object) {
-    script_.Record(path, credentials, flags);
-    const HResult result = script_.Try(call, path);
-    return Failed(result) ? result : script_.Resolve(path, flags, object);
+  template <typename Opened, typename Port>
+  HResult Open(std::u16string_view path, const Credentials& credentials, std::uint32_t flags,
+               std::unique_ptr<Port>& opened) {
+    const ScriptedObject* object = nullptr;
+    const HResult result = script_.Open(Call::kOpen, path, credentials, flags, object);
+    if (!Failed(result)) opened = std::make_unique<Opened>(script_, path);
+    return result;
   }
 
   Script& script_;
@@ -252,21 +200,15 @@ class ScriptedAccounts : public platform::Accounts {
  public:
   explicit ScriptedAccounts(Script& script) : script_(script) {}
 
-  platform::Win32Code QueryUserConfig(std::u16string_view serverName,
-                                      std::u16string_view namingContext,
-                                      const Credentials& credentials, std::u16string_view userName,
-                                      platform::TerminalServicesClass setting,
+  platform::Win32Code QueryUserConfig(std::u16string_view, std::u16string_view, const Credentials&,
+                                      std::u16string_view userName, platform::TerminalServicesClass,
                                       platform::TerminalServicesValue& value) override {
     constexpr platform::Win32Code kNoSuchUser = 1317;
-    script_.userQueries.push_back({std::u16string(serverName), std::u16string(namingContext),
-                                   std::optional<std::u16string>(credentials.userName),
-                                   std::optional<std::u16string>(credentials.password),
-                                   std::u16string(userName)});
-    const HResult result = script_.Try(Call::kQueryUserConfig, userName);
+    const HResult result = script_.Try(Call::kConfig, userName);
     if (Failed(result)) return platform::Bits(result) & 0xFFFF;
-    const platform::TerminalServicesValue* found = script_.UserConfig(userName, setting);
-    if (found == nullptr) return kNoSuchUser;
-    value = *found;
+    const auto found = script_.userConfig.find(std::u16string(userName));
+    if (found == script_.userConfig.end()) return kNoSuchUser;
+    value = found->second;
     return 0;
   }
 
@@ -278,12 +220,10 @@ class ScriptedSystem : public platform::System {
  public:
   explicit ScriptedSystem(Script& script) : script_(script) {}
 
-  std::int64_t CurrentFileTime() override { return script_.now; }
+  std::int64_t CurrentFileTime() override { return 0; }
   bool FormatMessageText(std::uint32_t code, std::u16string& text) override {
-    const auto found = script_.messages.find(code);
-    if (found == script_.messages.end()) return false;
-    text = found->second;
-    return true;
+    text = script_.messages[code];
+    return !text.empty();
   }
   platform::Win32Code LastError() override { return script_.lastError; }
 
@@ -311,58 +251,28 @@ Octets NtSid(std::initializer_list<std::uint32_t> numbers) {
 
 Octets DomainSid(std::uint32_t relativeId) { return NtSid({21, 1, 2, 3, relativeId}); }
 
-Value TextValue(std::u16string_view text) {
-  Value value;
-  value.text = text;
-  return value;
-}
-
-Value NumberValue(std::int64_t number) {
-  Value value;
-  value.number = number;
-  return value;
-}
-
-Value OctetsValue(const Octets& octets) {
-  Value value;
-  value.octets = octets;
-  return value;
-}
-
-Value TimeValue(const platform::UtcTime& time) {
-  Value value;
-  value.time = time;
-  return value;
-}
-
 ScriptedObject::ScriptedObject(std::u16string_view distinguishedName)
     : distinguishedName_(distinguishedName) {
-  Names(u"distinguishedName", {distinguishedName_});
+  Texts(u"distinguishedName", {distinguishedName_});
 }
 
 ScriptedObject& ScriptedObject::Texts(std::u16string_view name,
-                                      const std::vector<std::u16string>& values, AdsType type) {
+                                      const std::vector<std::u16string>& values) {
   std::vector<Value> views;
   for (const std::u16string& text : values) views.push_back(TextValue(text));
-  attributes_.Add(name, {type, views});
+  attributes_.Add(name, {AdsType::kCaseIgnoreString, views});
   return *this;
 }
 
-ScriptedObject& ScriptedObject::Names(std::u16string_view name,
-                                      const std::vector<std::u16string>& values) {
-  return Texts(name, values, AdsType::kDnString);
-}
-
-ScriptedObject& ScriptedObject::Number(std::u16string_view name, std::int64_t value, AdsType type) {
-  const std::vector<Value> views = {NumberValue(value)};
-  attributes_.Add(name, {type, views});
+ScriptedObject& ScriptedObject::Number(std::u16string_view name, std::int64_t number) {
+  const Value value = NumberValue(number);
+  attributes_.Add(name, {AdsType::kInteger, {&value, 1}});
   return *this;
 }
 
-ScriptedObject& ScriptedObject::Binary(std::u16string_view name, const Octets& value,
-                                       AdsType type) {
-  const std::vector<Value> views = {OctetsValue(value)};
-  attributes_.Add(name, {type, views});
+ScriptedObject& ScriptedObject::Binary(std::u16string_view name, const Octets& octets) {
+  const Value value = OctetsValue(octets);
+  attributes_.Add(name, {AdsType::kOctetString, {&value, 1}});
   return *this;
 }
 
@@ -370,37 +280,15 @@ void Script::Fail(Call call, HResult code, std::u16string_view subject, std::siz
   failures_.push_back({call, std::u16string(subject), nth, code});
 }
 
-void Script::FailNth(std::size_t nth, HResult code) {
-  failures_.push_back({std::nullopt, {}, nth, code});
-}
-
-void Script::SetServer(std::u16string_view name, HResult answer) {
-  servers_[std::u16string(name)] = answer;
-}
-
 ScriptedObject& Script::Add(std::u16string_view distinguishedName) {
   return objects_.emplace_back(distinguishedName);
-}
-
-void Script::Answer(std::u16string_view filter, std::vector<std::u16string> distinguishedNames) {
-  answers_[std::u16string(filter)] = std::move(distinguishedNames);
-}
-
-void Script::SetUserConfig(std::u16string_view userName, platform::TerminalServicesClass setting,
-                           platform::TerminalServicesValue value) {
-  userConfigs_[{std::u16string(userName), setting}] = std::move(value);
-}
-
-void Script::Record(std::u16string_view path, const Credentials& credentials, std::uint32_t flags) {
-  binds.push_back({std::u16string(path), std::optional<std::u16string>(credentials.userName),
-                   std::optional<std::u16string>(credentials.password), flags});
 }
 
 HResult Script::Try(Call call, std::u16string_view subject) {
   ++fallibleCalls;
   HResult result = platform::kOk;
   for (Failure& failure : failures_) {
-    const bool meant = (!failure.call || *failure.call == call) &&
+    const bool meant = (failure.call == Call::kAny || failure.call == call) &&
                        (failure.subject.empty() || failure.subject == subject);
     if (!meant) continue;
     ++failure.seen;
@@ -409,55 +297,37 @@ HResult Script::Try(Call call, std::u16string_view subject) {
   return result;
 }
 
-const ScriptedObject* Script::FindByName(std::u16string_view reference) const {
-  for (const ScriptedObject& object : objects_) {
-    if (EqualsIgnoringCase(object.distinguishedName(), reference)) return &object;
-    const Column* sid = object.Find(u"objectSid");
-    if (sid != nullptr &&
-        EqualsIgnoringCase(u"<SID=" + HexOf(sid->values.front().octets) + u">", reference)) {
-      return &object;
-    }
+HResult Script::Open(Call call, std::u16string_view path, const Credentials& credentials,
+                     std::uint32_t flags, const ScriptedObject*& object) {
+  binds.push_back(
+      {std::u16string(path), Owned(credentials.userName), Owned(credentials.password), flags});
+  const HResult result = Try(call, path);
+  if (Failed(result)) return result;
+  const auto [server, reference] = Parts(path);
+  if (const auto answer = servers.find(server); answer != servers.end()) return answer->second;
+  bool there = reference.empty();
+  for (const ScriptedObject& each : objects_) {
+    const std::u16string& name = each.distinguishedName();
+    there = there || EndsWithIgnoringCase(name, reference) || SidReference(each) == reference;
+    if (name == reference || SidReference(each) == reference) object = &each;
   }
-  return nullptr;
-}
-
-bool Script::IsContainer(std::u16string_view distinguishedName) const {
-  const std::u16string ending = u"," + std::u16string(distinguishedName);
-  return std::any_of(objects_.begin(), objects_.end(), [&](const ScriptedObject& object) {
-    return platform::EndsWithIgnoringCase(object.distinguishedName(), ending);
-  });
-}
-
-HResult Script::Resolve(std::u16string_view path, std::uint32_t flags,
-                        const ScriptedObject*& object) {
-  const auto server = servers_.find(ServerOf(path));
-  if (server != servers_.end() && Failed(server->second)) return server->second;
-  const std::u16string reference = ReferenceOf(path);
-  object = FindByName(reference);
-  const bool there = object != nullptr || reference.empty() || IsContainer(reference);
-  return there || (flags & platform::kFastBind) != 0 ? platform::kOk : platform::kNoSuchObject;
+  return there ? platform::kOk : platform::kNoSuchObject;
 }
 
 std::vector<const ScriptedObject*> Script::Find(std::u16string_view path,
                                                 std::u16string_view filter) {
+  const auto answer = answers.find(std::u16string(filter));
+  const std::u16string root = Parts(path).second;
   std::vector<const ScriptedObject*> found;
-  if (const auto answer = answers_.find(std::u16string(filter)); answer != answers_.end()) {
-    for (const std::u16string& name : answer->second) {
-      if (const ScriptedObject* object = FindByName(name)) found.push_back(object);
-    }
-    return found;
-  }
-  const std::u16string root = ReferenceOf(path);
   for (const ScriptedObject& object : objects_) {
-    if (platform::EndsWithIgnoringCase(object.distinguishedName(), root)) found.push_back(&object);
+    const std::u16string& name = object.distinguishedName();
+    const bool meant =
+        answer == answers.end()
+            ? EndsWithIgnoringCase(name, root)
+            : std::find(answer->second.begin(), answer->second.end(), name) != answer->second.end();
+    if (meant) found.push_back(&object);
   }
   return found;
-}
-
-const platform::TerminalServicesValue* Script::UserConfig(
-    std::u16string_view userName, platform::TerminalServicesClass setting) const {
-  const auto found = userConfigs_.find({std::u16string(userName), setting});
-  return found == userConfigs_.end() ? nullptr : &found->second;
 }
 
 ScriptedPlatform::ScriptedPlatform(Script& script)
@@ -466,9 +336,5 @@ ScriptedPlatform::ScriptedPlatform(Script& script)
       system_(std::make_unique<ScriptedSystem>(script)) {}
 
 ScriptedPlatform::~ScriptedPlatform() = default;
-
-HResult ScriptedPlatform::InitializeApartment(platform::Apartment) { return platform::kOk; }
-
-void ScriptedPlatform::UninitializeApartment() {}
 
 }  // namespace zorvan::support

@@ -1,6 +1,6 @@
-// A platform that answers from memory: objects with attributes under distinguished names, the
-// settings of users, a clock, message texts. It records what it was asked, and can fail any call in
-// any way that a real system would.
+// A platform that answers from memory: objects with attributes under distinguished names, a setting
+// of users, message texts. It records what it was asked, and can fail any call in any way that a
+// real system would.
 //
 // What a search hands out is destroyed when the search steps on, and ReadObjects answers in the
 // reverse of the order asked, so that a caller who relies on more than the port promises is found
@@ -10,7 +10,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
-#include <functional>
 #include <initializer_list>
 #include <map>
 #include <memory>
@@ -32,62 +31,37 @@ Octets NtSid(std::initializer_list<std::uint32_t> numbers);
 Octets DomainSid(std::uint32_t relativeId);
 
 // Values as a column holds them; the texts and octets are borrowed.
-platform::Value TextValue(std::u16string_view text);
-platform::Value NumberValue(std::int64_t number);
-platform::Value OctetsValue(const Octets& octets);
-platform::Value TimeValue(const platform::UtcTime& time);
+inline platform::Value TextValue(std::u16string_view text) { return {text, {}, 0, {}}; }
+inline platform::Value NumberValue(std::int64_t number) { return {{}, {}, number, {}}; }
+inline platform::Value OctetsValue(const Octets& octets) { return {{}, octets, 0, {}}; }
 
 // An object of the directory. The functions add an attribute and return the object, to be chained.
 class ScriptedObject {
  public:
   explicit ScriptedObject(std::u16string_view distinguishedName);
 
-  ScriptedObject& Texts(std::u16string_view name, const std::vector<std::u16string>& values,
-                        platform::AdsType type = platform::AdsType::kCaseIgnoreString);
-  ScriptedObject& Names(std::u16string_view name, const std::vector<std::u16string>& values);
-  ScriptedObject& Number(std::u16string_view name, std::int64_t value,
-                         platform::AdsType type = platform::AdsType::kInteger);
-  ScriptedObject& Binary(std::u16string_view name, const Octets& value,
-                         platform::AdsType type = platform::AdsType::kOctetString);
+  ScriptedObject& Texts(std::u16string_view name, const std::vector<std::u16string>& values);
+  ScriptedObject& Number(std::u16string_view name, std::int64_t value);
+  ScriptedObject& Binary(std::u16string_view name, const Octets& value);
 
   const std::u16string& distinguishedName() const { return distinguishedName_; }
-  const platform::Column* Find(std::u16string_view name) const { return attributes_.Find(name); }
+  const platform::AttributeSet& attributes() const { return attributes_; }
 
  private:
   std::u16string distinguishedName_;
   platform::AttributeSet attributes_;
 };
 
-// The calls that can fail. An object read through ReadObjects counts as one call for each path.
-enum class Call {
-  kOpenSearch,
-  kOpenObject,
-  kOpenPropertyObject,
-  kReadObject,
-  kGetObjectAttributes,
-  kGet,
-  kQueryDirectorySearch,
-  kSetSearchPreference,
-  kExecuteSearch,
-  kGetNextRow,
-  kGetColumn,
-  kQueryUserConfig,
-};
+// The calls that can fail, with what they are about: the path of an open or a read, the filter of a
+// search, the attribute of a column, the user of a setting. A read of many objects is one call for
+// each path.
+enum class Call { kAny, kOpen, kRead, kQuerySearch, kPrefer, kExecute, kNextRow, kColumn, kConfig };
 
 struct RecordedBind {
   std::u16string path;
   std::optional<std::u16string> userName;
   std::optional<std::u16string> password;
   std::uint32_t flags;
-};
-
-// A QueryUserConfig.
-struct RecordedUserQuery {
-  std::u16string serverName;
-  std::u16string namingContext;
-  std::optional<std::u16string> asUser;
-  std::optional<std::u16string> password;
-  std::u16string userName;
 };
 
 struct RecordedSearch {
@@ -100,70 +74,47 @@ struct RecordedSearch {
 // Everything that is asked and answered; shared by the platform's parts and what they open.
 class Script {
  public:
-  // The call of this kind that fails, and how. With a subject only calls about it count: the path
-  // of an open or read, the filter of a search, the attribute of a column, the user of a setting.
-  // nth counts from 1; 0 is every one. A QueryUserConfig fails with the code's lower half.
+  // Calls of this kind fail, where a subject is given only those about it; with nth (from 1) only
+  // that one of them. A setting fails with the lower half of the code.
   void Fail(Call call, platform::HResult code, std::u16string_view subject = {},
             std::size_t nth = 0);
-  // The nth fallible call of all, whatever it is.
-  void FailNth(std::size_t nth, platform::HResult code);
+  ScriptedObject& Add(std::u16string_view distinguishedName);
 
   // How a server answers binds; one that is not named here answers.
-  void SetServer(std::u16string_view name, platform::HResult answer);
+  std::map<std::u16string, platform::HResult> servers;
+  // What a search with a filter finds; with another it finds all objects under its root.
+  std::map<std::u16string, std::vector<std::u16string>> answers;
+  std::map<std::u16string, platform::TerminalServicesValue> userConfig;  // whatever is asked for
+  std::map<std::uint32_t, std::u16string> messages;
+  platform::ExtendedError extendedError;
+  platform::Win32Code lastError = 0;
+  std::size_t rowsReceivedAhead = 1000;
 
-  ScriptedObject& Add(std::u16string_view distinguishedName);
-  // A search with this filter finds these objects, and no others. Searches with other filters find
-  // all objects under their root.
-  void Answer(std::u16string_view filter, std::vector<std::u16string> distinguishedNames);
-
-  void SetUserConfig(std::u16string_view userName, platform::TerminalServicesClass setting,
-                     platform::TerminalServicesValue value);
-
-  // What was asked.
-  std::vector<RecordedBind> binds;  // by the Open calls, and one for each path of ReadObjects
+  std::vector<RecordedBind> binds;  // also one for each path of ReadObjects
   std::vector<RecordedSearch> searches;
   std::vector<std::vector<std::u16string>> batches;  // the paths of each ReadObjects
-  std::vector<RecordedUserQuery> userQueries;
   std::size_t fallibleCalls = 0;
   std::size_t openInterfaces = 0;  // opened and not let go of
 
-  // What is answered besides.
-  std::size_t rowsReceivedAhead = 1000;
-  platform::ExtendedError extendedError;
-  std::int64_t now = 0;  // 100-nanosecond intervals since 1601
-  std::map<std::uint32_t, std::u16string> messages;
-  platform::Win32Code lastError = 0;
-
-  // For the platform's parts: keeps a bind.
-  void Record(std::u16string_view path, const platform::Credentials& credentials,
-              std::uint32_t flags);
-  // The scripted failure of a call, or success.
+  // For the platform's parts. Null in object means a container that only stands in the names of
+  // others.
   platform::HResult Try(Call call, std::u16string_view subject);
-  // The answer to opening a path, as if the platform were asked.
-  platform::HResult Resolve(std::u16string_view path, std::uint32_t flags,
-                            const ScriptedObject*& object);
+  platform::HResult Open(Call call, std::u16string_view path,
+                         const platform::Credentials& credentials, std::uint32_t flags,
+                         const ScriptedObject*& object);
   std::vector<const ScriptedObject*> Find(std::u16string_view path, std::u16string_view filter);
-  const platform::TerminalServicesValue* UserConfig(std::u16string_view userName,
-                                                    platform::TerminalServicesClass setting) const;
 
  private:
   struct Failure {
-    std::optional<Call> call;
+    Call call;
     std::u16string subject;
     std::size_t nth;
     platform::HResult code;
     std::size_t seen = 0;
   };
-  const ScriptedObject* FindByName(std::u16string_view reference) const;
-  bool IsContainer(std::u16string_view distinguishedName) const;
 
   std::vector<Failure> failures_;
-  std::map<std::u16string, platform::HResult> servers_;
   std::deque<ScriptedObject> objects_;
-  std::map<std::u16string, std::vector<std::u16string>> answers_;
-  std::map<std::pair<std::u16string, platform::TerminalServicesClass>,
-           platform::TerminalServicesValue>
-      userConfigs_;
 };
 
 class ScriptedPlatform : public platform::Platform {
@@ -171,8 +122,8 @@ class ScriptedPlatform : public platform::Platform {
   explicit ScriptedPlatform(Script& script);
   ~ScriptedPlatform() override;
 
-  platform::HResult InitializeApartment(platform::Apartment apartment) override;
-  void UninitializeApartment() override;
+  platform::HResult InitializeApartment(platform::Apartment) override { return platform::kOk; }
+  void UninitializeApartment() override {}
   platform::Directory& directory() override { return *directory_; }
   platform::Accounts& accounts() override { return *accounts_; }
   platform::System& system() override { return *system_; }

@@ -7,41 +7,26 @@ namespace {
 
 class ErrorListTest : public support::CallFixture {};
 
-constexpr std::string_view kKey = "halden.reports.native.failure.authentication";
+using Entries = std::vector<std::u16string>;
 
 TEST_F(ErrorListTest, NativeErrorsCarryTheirCodeInHexadecimalAndNoText) {
-  AddNativeError(errors, u"CN=Jürgen 😀", kSevere, 0x8007203AU, kKey);
-  AddNativeError(errors, u"", kWarningSeverity, 0, kKey);
-  AddNativeError(errors, u"example", kSevere, kNoCode, kKey);
-
-  const std::vector<support::RecordedError> expected = {
-      {u"CN=Jürgen 😀", "SEVERE", "8007203a", std::string(kKey)},
-      {u"", "WARNING", "0", std::string(kKey)},
-      {u"example", "SEVERE", "", std::string(kKey)},
-  };
+  AddNativeError(errors, u"CN=Jürgen 😀", kSevere, 0x8007203AU, "the.key");
+  AddNativeError(errors, u"", kWarningSeverity, 0, "the.key");
+  AddNativeError(errors, u"example", kSevere, kNoCode, "the.key");
+  const Entries expected = {u"SEVERE 8007203a the.key on CN=Jürgen 😀", u"WARNING 0 the.key on ",
+                            u"SEVERE  the.key on example"};
   EXPECT_EQ(errors.entries, expected);
   EXPECT_TRUE(log.lines.empty());
 }
 
-TEST_F(ErrorListTest, SystemErrorsCarryTheSystemsWords) {
-  script.messages[5] = u"Zugriff verweigert.";
-  script.messages[0] = u"Der Vorgang wurde beendet.";
-  AddSystemError(handler, errors, u"a", kSevere, 5);
-  AddSystemError(handler, errors, u"b", kWarningSeverity, 0, kKey);
-
-  const std::vector<support::RecordedError> expected = {
-      {u"a", "SEVERE", "5", "", u"Zugriff verweigert."},
-      {u"b", "WARNING", "0", std::string(kKey), u""},
-  };
-  EXPECT_EQ(errors.entries, expected);
-}
-
-TEST_F(ErrorListTest, SystemErrorsWithoutWordsSayUnknownErrorAndLogWhy) {
+TEST_F(ErrorListTest, SystemErrorsCarryTheSystemsWordsOrSayUnknownErrorAndLogWhy) {
+  script.messages = {{5, u"Zugriff verweigert."}, {0, u"Der Vorgang wurde beendet."}};
   script.lastError = 317;
-  AddSystemError(handler, errors, u"a", kSevere, 0xC0FFEE, kKey);
-
-  const std::vector<support::RecordedError> expected = {
-      {u"a", "SEVERE", "c0ffee", std::string(kKey), u"Unknown Error"}};
+  AddSystemError(handler, errors, u"a", kSevere, 5);
+  AddSystemError(handler, errors, u"b", kWarningSeverity, 0, "the.key");
+  AddSystemError(handler, errors, u"c", kSevere, 0xC0FFEE, "the.key");
+  const Entries expected = {u"SEVERE 5  on a: Zugriff verweigert.", u"WARNING 0 the.key on b: ",
+                            u"SEVERE c0ffee the.key on c: Unknown Error"};
   EXPECT_EQ(errors.entries, expected);
   const std::vector<support::RecordedLine> lines = {
       {LogChannel::kGeneral, 1,
