@@ -72,42 +72,25 @@ TEST(AdsPath, TakesThePortOfTheProviderWhenEncrypted) {
   EXPECT_EQ(path.PortFor(true), 389);
 }
 
-TEST(AdsPath, RefusesWhatIsNoPath) {
-  using namespace std::string_view_literals;
-  const std::u16string_view cases[] = {u"",
-                                       u"LDAP:",
-                                       u"LDAP://",
-                                       u"ldap://dc1/DC=b",
-                                       u"WinNT://dc1/user,user",
-                                       u"dc1/DC=b",
-                                       u"LDAP:///DC=b",
-                                       u"LDAP://dc1/",
-                                       u"LDAP://dc1/no name",
-                                       u"LDAP://dc 1/DC=b",
-                                       u"LDAP://dc1:/DC=b",
-                                       u"LDAP://dc1:0/DC=b",
-                                       u"LDAP://dc1:65536/DC=b",
-                                       u"LDAP://dc1:389x/DC=b",
-                                       u"LDAP://dc1:389:1/DC=b",
-                                       u"LDAP://2001:db8::1/DC=b",
-                                       u"LDAP://[2001:db8::1/DC=b",
-                                       u"LDAP://[]/DC=b",
-                                       u"LDAP://[::1]389/DC=b",
-                                       u"LDAP://dc1/<GUID=>",
-                                       u"LDAP://dc1/<GUID=xyz>",
-                                       u"LDAP://dc1/<GUID=00",
-                                       u"LDAP://dc1/<SID=>",
-                                       u"LDAP://dc1/<>",
-                                       u"LDAP://dc1/<",
-                                       u"LDAP://dc1/<WKGUID=18e2ea80684f11d2b9aa00c04f79f805>",
-                                       u"LDAP://dc1/<WKGUID=,DC=b>",
-                                       u"LDAP://dc1/CN=a\0b,DC=c"sv,
-                                       u"LDAP://dc1/CN=a\nb,DC=c",
-                                       u"LDAP://dc1\0/DC=b"sv};
-  for (std::u16string_view text : cases) {
+template <typename... Texts>
+void ExpectRefused(const Texts&... texts) {
+  for (std::u16string_view text : {std::u16string_view(texts)...}) {
     AdsPath path;
     EXPECT_EQ(ParseAdsPath(text, path), kBadPathname) << testing::PrintToString(text);
   }
+}
+
+TEST(AdsPath, RefusesWhatIsNoPath) {
+  using namespace std::string_view_literals;
+  ExpectRefused(
+      u"", u"LDAP:", u"LDAP://", u"ldap://dc1/DC=b", u"WinNT://dc1/user,user", u"dc1/DC=b",
+      u"LDAP:///DC=b", u"LDAP://dc1/", u"LDAP://dc1/no name", u"LDAP://dc 1/DC=b",
+      u"LDAP://dc1:/DC=b", u"LDAP://dc1:0/DC=b", u"LDAP://dc1:65536/DC=b", u"LDAP://dc1:389x/DC=b",
+      u"LDAP://dc1:389:1/DC=b", u"LDAP://2001:db8::1/DC=b", u"LDAP://[2001:db8::1/DC=b",
+      u"LDAP://[]/DC=b", u"LDAP://[::1]389/DC=b", u"LDAP://dc1/<GUID=>", u"LDAP://dc1/<GUID=xyz>",
+      u"LDAP://dc1/<GUID=00", u"LDAP://dc1/<SID=>", u"LDAP://dc1/<>", u"LDAP://dc1/<",
+      u"LDAP://dc1/<WKGUID=18e2ea80684f11d2b9aa00c04f79f805>", u"LDAP://dc1/<WKGUID=,DC=b>",
+      u"LDAP://dc1/CN=a\0b,DC=c"sv, u"LDAP://dc1/CN=a\nb,DC=c", u"LDAP://dc1\0/DC=b"sv);
 }
 
 TEST(AdsPath, OfARowLeadsBackToItsObject) {

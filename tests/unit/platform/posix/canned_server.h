@@ -5,28 +5,29 @@
 
 #include <chrono>
 #include <condition_variable>
-#include <cstdint>
 #include <functional>
 #include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "support/loopback.h"
+
 namespace zorvan::platform::posix {
 
 struct ReceivedSearch {
   int id = 0;
   std::string base;
-  bool paged = false;
-  std::string cookie;
+  std::string bytes;  // the whole message
 };
 
 class CannedServer {
  public:
-  // What is to be sent for a search; an empty answer closes the connection after what was sent
-  // before. Called in the server's thread, with all searches that were received before this one and
-  // this one as the last.
+  // What is to be sent for a search; with kClose at its end, the connection is closed after it.
+  // Called in the server's thread, with all searches that were received before this one and this
+  // one as the last.
   using Answer = std::function<std::string(const std::vector<ReceivedSearch>&)>;
+  static constexpr char kClose[] = "close the connection";
 
   explicit CannedServer(Answer answer);
   ~CannedServer();
@@ -36,11 +37,11 @@ class CannedServer {
   // "LDAP://127.0.0.1:port/"
   std::u16string path() const;
 
-  // Waits until that many searches (or requests to abandon one) have arrived; false when they do
-  // not in five seconds.
-  bool AwaitSearches(std::size_t count);
-  bool AwaitAbandoned(std::size_t count);
-  int connections();
+  // Waits until that many searches, requests to abandon one, connections have arrived; false when
+  // they do not in five seconds.
+  bool AwaitSearches(std::size_t count) { return Await(searches_, count); }
+  bool AwaitAbandoned(std::size_t count) { return Await(abandoned_, count); }
+  bool AwaitConnections(std::size_t count) { return Await(connections_, count); }
 
   // Messages.
   static std::string Entry(int id, const std::string& dn, const std::string& attributes);
@@ -48,23 +49,19 @@ class CannedServer {
   static std::string Done(int id, int code = 0);
   static std::string DonePage(int id, const std::string& cookie);
 
-  // An answer may end with this: the connection is closed there.
-  static constexpr char kClose[] = "close the connection";
-
  private:
   void Run();
-  void Serve(int connection);
-  bool Handle(int connection, const std::string& message);
-  bool Await(const std::function<bool()>& reached);
+  bool Handle(const std::string& message);
+  bool Await(const std::size_t& counter, std::size_t count);
 
   Answer answer_;
-  int listener_ = -1;
-  std::uint16_t port_ = 0;
+  support::Listener listener_;
+  std::vector<ReceivedSearch> received_;  // of the server's thread only
   std::mutex mutex_;
   std::condition_variable changed_;
-  std::vector<ReceivedSearch> searches_;
+  std::size_t searches_ = 0;
   std::size_t abandoned_ = 0;
-  int connections_ = 0;
+  std::size_t connections_ = 0;
   bool stopping_ = false;
   int current_ = -1;
   std::thread thread_;

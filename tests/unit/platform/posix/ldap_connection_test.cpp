@@ -1,17 +1,15 @@
 // What happens before and around a bind, against servers of this test's own on the loopback.
 #include "platform/posix/ldap_connection.h"
 
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
-#include <sys/socket.h>
 
 #include <chrono>
 #include <functional>
 #include <string>
 #include <thread>
 
-#include "platform/posix/handles.h"
 #include "platform/posix/unicode.h"
+#include "support/loopback.h"
 
 namespace zorvan::platform::posix {
 namespace {
@@ -24,29 +22,17 @@ constexpr TimeLimits kShort{.connect = 150ms, .idle = 150ms};
 class OneTimeServer {
  public:
   explicit OneTimeServer(std::function<void(int client)> talk)
-      : listener_(socket(AF_INET, SOCK_STREAM, 0)) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    bind(listener_.get(), reinterpret_cast<sockaddr*>(&address), sizeof address);
-    listen(listener_.get(), 4);
-    socklen_t size = sizeof address;
-    getsockname(listener_.get(), reinterpret_cast<sockaddr*>(&address), &size);
-    port_ = ntohs(address.sin_port);
-    thread_ = std::thread([this, talk = std::move(talk)] {
-      const FileDescriptor client(accept(listener_.get(), nullptr, nullptr));
-      if (client) talk(client.get());
-    });
-  }
+      : thread_([this, talk = std::move(talk)] {
+          if (const FileDescriptor client = listener_.Accept()) talk(client.get());
+        }) {}
   ~OneTimeServer() {
-    shutdown(listener_.get(), SHUT_RDWR);
+    listener_.Shutdown();
     thread_.join();
   }
-  Endpoint endpoint() const { return {"127.0.0.1", port_}; }
+  Endpoint endpoint() const { return {"127.0.0.1", listener_.port()}; }
 
  private:
-  FileDescriptor listener_;
-  std::uint16_t port_ = 0;
+  support::Listener listener_;
   std::thread thread_;
 };
 
@@ -58,6 +44,14 @@ void UntilTheClientLeaves(int client) {
 
 void Send(int client, std::string_view bytes) {
   send(client, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+}
+
+// Says this whatever it is asked, and nothing more.
+std::function<void(int)> Saying(std::string_view words) {
+  return [words = std::string(words)](int client) {
+    Send(client, words);
+    UntilTheClientLeaves(client);
+  };
 }
 
 void Receive(int client) {
@@ -94,28 +88,15 @@ TEST(LdapConnection, ServerThatCannotBeTalkedToIsDown) {
     const char* reason;
   };
   const Case cases[] = {
-      {"silence", UntilTheClientLeaves, kSecureAuthentication, "does not answer"},
-      {"silence to a TLS handshake", UntilTheClientLeaves, kSecureAuthentication | kUseEncryption,
+      {"silence", Saying(""), kSecureAuthentication, "does not answer"},
+      {"silence to a TLS handshake", Saying(""), kSecureAuthentication | kUseEncryption,
        "TLS: the server did not answer"},
-      {"half of an answer, then silence",
-       [](int client) {
-         Send(client, kEmptyRoot.substr(0, 5));
-         UntilTheClientLeaves(client);
-       },
-       kSecureAuthentication, "does not answer"},
+      {"half of an answer, then silence", Saying(kEmptyRoot.substr(0, 5)), kSecureAuthentication,
+       "does not answer"},
       {"the end at once", [](int) {}, kSecureAuthentication, "closed"},
-      {"another protocol",
-       [](int client) {
-         Send(client, "HTTP/1.1 400 Bad Request\r\n" + std::string(200, ' '));
-         UntilTheClientLeaves(client);
-       },
+      {"another protocol", Saying("HTTP/1.1 400 Bad Request\r\n" + std::string(200, ' ')),
        kSecureAuthentication, "another protocol"},
-      {"no TLS",
-       [](int client) {
-         Send(client, kEmptyRoot);
-         UntilTheClientLeaves(client);
-       },
-       kSecureAuthentication | kUseEncryption, "TLS: "},
+      {"no TLS", Saying(kEmptyRoot), kSecureAuthentication | kUseEncryption, "TLS: "},
   };
   for (const Case& test : cases) {
     const OneTimeServer server(test.talk);

@@ -1,39 +1,19 @@
 #include "platform/posix/tcp_connector.h"
 
-#include <arpa/inet.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
 
+#include "support/loopback.h"
+
 namespace zorvan::platform::posix {
 namespace {
 
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
-
-// A port of the loopback that listens. Nobody accepts unless the test does.
-class Listener {
- public:
-  explicit Listener(int backlog = 8) : socket_(socket(AF_INET, SOCK_STREAM, 0)) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    bind(socket_.get(), reinterpret_cast<sockaddr*>(&address), sizeof address);
-    listen(socket_.get(), backlog);
-    socklen_t size = sizeof address;
-    getsockname(socket_.get(), reinterpret_cast<sockaddr*>(&address), &size);
-    port_ = ntohs(address.sin_port);
-  }
-  std::uint16_t port() const { return port_; }
-  FileDescriptor Accept() { return FileDescriptor(accept(socket_.get(), nullptr, nullptr)); }
-  void Close() { socket_.Reset(); }
-
- private:
-  FileDescriptor socket_;
-  std::uint16_t port_ = 0;
-};
+using support::Listener;
 
 int Option(int descriptor, int level, int name) {
   int value = 0;
@@ -60,9 +40,7 @@ TEST(TcpConnector, ConnectedSocketIsKeptAliveAndNotInherited) {
 }
 
 TEST(TcpConnector, FailureSaysWhereAndWhy) {
-  Listener listener;
-  const std::uint16_t refused = listener.port();
-  listener.Close();
+  const std::uint16_t refused = Listener().port();
   std::string reason;
   EXPECT_FALSE(ConnectTcp("127.0.0.1", refused, Clock::now() + 5s, reason));
   EXPECT_EQ(reason, "127.0.0.1 port " + std::to_string(refused) + ": Connection refused");
