@@ -4,8 +4,6 @@
 //
 // Controllers whose name begins with "down" do not answer; the user "wrong" is refused. A filter
 // "rows=N" gives N rows, "throw" and "exhaust" throw, anything else gives 3 rows.
-#include <array>
-#include <charconv>
 #include <memory>
 #include <new>
 #include <stdexcept>
@@ -20,28 +18,22 @@ namespace {
 std::u16string Wide(std::string_view ascii) { return {ascii.begin(), ascii.end()}; }
 
 // Values of a row by attribute: a name of its own, texts that are awkward to carry, a long list,
-// and links.
+// links. Every second row is a computer, and so a user too.
 std::vector<std::u16string> TextsOf(std::u16string_view attribute, std::uint32_t row) {
+  using namespace std::string_literals;
   if (attribute == u"sAMAccountName") return {u"user" + Wide(std::to_string(row))};
   if (attribute.starts_with(u"description")) {
-    using namespace std::string_literals;
     return {u"Zo\u00EB \U0001F600", u"a\0b"s, u"(*)\\", u"\xD800 alone"};
   }
   if (attribute == u"url") {
     std::vector<std::u16string> many;
-    many.reserve(2500);
     for (int i = 0; i < 2500; ++i)
       many.push_back(u"https://example.com/" + Wide(std::to_string(i)));
     return many;
   }
   if (attribute == u"manager" || attribute == u"managedBy") return {u"CN=Boss,DC=canned"};
+  if (attribute == u"objectClass") return {u"user", row % 2 == 0 ? u"computer" : u"person"};
   return {};
-}
-
-// Every second row is a computer, and so a user too.
-std::vector<std::u16string> ClassesOf(std::uint32_t row) {
-  return row % 2 == 0 ? std::vector<std::u16string>{u"user", u"computer"}
-                      : std::vector<std::u16string>{u"user"};
 }
 
 class CannedSearch final : public DirectorySearch {
@@ -63,12 +55,11 @@ class CannedSearch final : public DirectorySearch {
 
   HResult GetColumn(std::u16string_view attribute, Column& column) override {
     if (attribute == u"userAccountControl") {
-      values_.assign(1, {});
-      values_[0].number = 0xFFFFFFFF;
+      values_ = {{{}, {}, 0xFFFFFFFF, {}}};
       column = {AdsType::kInteger, values_};
       return kOk;
     }
-    texts_ = attribute == u"objectClass" ? ClassesOf(row_) : TextsOf(attribute, row_);
+    texts_ = TextsOf(attribute, row_);
     values_.assign(texts_.size(), {});
     for (std::size_t i = 0; i < texts_.size(); ++i) values_[i].text = texts_[i];
     column = {AdsType::kCaseIgnoreString, values_};
@@ -100,8 +91,21 @@ HResult Answer(std::u16string_view path, const Credentials& credentials) {
   return kOk;
 }
 
-class CannedDirectory final : public Directory {
+class CannedSystem final : public System {
  public:
+  std::int64_t CurrentFileTime() override { return 0; }
+  bool FormatMessageText(std::uint32_t, std::u16string&) override { return false; }
+  Win32Code LastError() override { return 0; }
+};
+
+class CannedPlatform final : public Platform, public Directory, public Accounts {
+ public:
+  HResult InitializeApartment(Apartment) override { return kOk; }
+  void UninitializeApartment() override {}
+  Directory& directory() override { return *this; }
+  Accounts& accounts() override { return *this; }
+  System& system() override { return system_; }
+
   HResult OpenSearch(std::u16string_view path, const Credentials& credentials, std::uint32_t,
                      std::unique_ptr<DirectorySearch>& search) override {
     search = std::make_unique<CannedSearch>();
@@ -119,44 +123,21 @@ class CannedDirectory final : public Directory {
   void ReadObjects(std::span<const std::u16string> paths, const Credentials&, std::uint32_t,
                    std::span<const std::u16string_view>,
                    const std::function<void(std::size_t, HResult, AttributeSet&)>& visit) override {
+    const Value name{u"Boss", {}, 0, {}};
     for (std::size_t i = 0; i < paths.size(); ++i) {
       AttributeSet set;
-      Value name;
-      name.text = u"Boss";
       set.Add(u"cn", {AdsType::kCaseIgnoreString, {&name, 1}});
       visit(i, kOk, set);
     }
   }
   ExtendedError LastError() override { return {}; }
-};
-
-class CannedAccounts final : public Accounts {
- public:
   Win32Code QueryUserConfig(std::u16string_view, std::u16string_view, const Credentials&,
                             std::u16string_view, TerminalServicesClass,
                             TerminalServicesValue&) override {
     return Bits(kNotSupported);
   }
-};
-
-class CannedSystem final : public System {
- public:
-  std::int64_t CurrentFileTime() override { return 0; }
-  bool FormatMessageText(std::uint32_t, std::u16string&) override { return false; }
-  Win32Code LastError() override { return 0; }
-};
-
-class CannedPlatform final : public Platform {
- public:
-  HResult InitializeApartment(Apartment) override { return kOk; }
-  void UninitializeApartment() override {}
-  Directory& directory() override { return directory_; }
-  Accounts& accounts() override { return accounts_; }
-  System& system() override { return system_; }
 
  private:
-  CannedDirectory directory_;
-  CannedAccounts accounts_;
   CannedSystem system_;
 };
 

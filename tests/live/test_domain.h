@@ -2,12 +2,15 @@
 // names.
 #pragma once
 
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <map>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/directory.h"
 
@@ -29,6 +32,23 @@ class TestDomain {
   std::u16string Wide(const std::string& key) const {
     const std::string& text = (*this)[key];
     return {text.begin(), text.end()};
+  }
+
+  // The values that the server's own database has of an attribute of all objects that a filter
+  // finds.
+  std::vector<std::string> Stored(const std::string& filter, const std::string& attribute) const {
+    const std::string command = "ldbsearch -H '" + (*this)["samLdb"] + "' -b '" +
+                                (*this)["baseDn"] + "' '" + filter + "' " + attribute;
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> output(popen(command.c_str(), "r"),
+                                                                 pclose);
+    std::vector<std::string> values;
+    char line[512];
+    while (output && std::fgets(line, sizeof line, output.get()) != nullptr) {
+      const std::string text(line);
+      if (!text.starts_with(attribute + ": ")) continue;
+      values.push_back(text.substr(attribute.size() + 2, text.size() - attribute.size() - 3));
+    }
+    return values;
   }
 
   // The content of the file that a key names.

