@@ -162,28 +162,22 @@ class CommandLineTest {
   @ParameterizedTest
   @ValueSource(strings = {"table", "csv", "json", "jsonl"})
   void rowsAreWrittenWhileTheReportStillRuns(String format) {
-    int[] writtenHalfWay = new int[1];
+    int[] written = new int[2];
     source.plays(
         (listener, errors) -> {
+          listener.addRow(ScriptedSource.row("first"));
+          written[0] = bytes.size();
           ScriptedSource.rows(20_000).play(listener, errors);
-          writtenHalfWay[0] = bytes.size();
+          written[1] = bytes.size();
           ScriptedSource.rows(20_000).play(listener, errors);
         });
     assertEquals(0, report("GetUsers", "-a", "cn", "--format", format));
     assertTrue(out().contains("user19999"));
+    // A table waits for a screenful.
+    assertTrue(written[0] > 0 || format.equals("table"), "the first row was held back");
     assertTrue(
-        bytes.size() - writtenHalfWay[0] * 2 < 200_000,
-        "half of the rows were written half-way: " + writtenHalfWay[0] + " of " + bytes.size());
-  }
-
-  @Test
-  void theFirstRowIsNotHeldBack() {
-    source.plays(
-        (listener, errors) -> {
-          listener.addRow(ScriptedSource.row("first"));
-          assertTrue(out().contains("first"));
-        });
-    assertEquals(0, report("GetUsers", "-a", "cn", "--format", "jsonl"));
+        bytes.size() - written[1] * 2 < 200_000,
+        "half of the rows were written half-way: " + written[1] + " of " + bytes.size());
   }
 
   @Test
@@ -321,7 +315,7 @@ class CommandLineTest {
   }
 
   @Test
-  void anOutputThatTakesNoMoreEndsTheReport() {
+  void anOutputThatTakesNoMoreEndsTheReportAndIsNoSuccess() {
     output =
         new OutputStream() {
           @Override
@@ -329,6 +323,7 @@ class CommandLineTest {
             throw new IOException("No space left on device");
           }
         };
+    assertEquals(1, report("GetUsers", "-a", "cn", "-f", "csv"), "the header line is lost");
     List<String> delivered = new ArrayList<>();
     source.plays(
         (listener, errors) -> {
@@ -339,20 +334,7 @@ class CommandLineTest {
         });
     assertEquals(1, report("GetUsers", "-a", "cn", "-f", "csv"));
     assertEquals(1, delivered.size());
-    assertTrue(said().contains("No space left on device"));
-  }
-
-  @Test
-  void anOutputThatFailsAtTheVeryEndIsNoSuccess() {
-    output =
-        new OutputStream() {
-          @Override
-          public void write(int b) throws IOException {
-            throw new IOException("No space left on device");
-          }
-        };
-    assertEquals(1, report("GetUsers", "-a", "cn", "-f", "csv"), "the header line is lost");
-    assertTrue(said().contains("No space left on device"));
+    assertEquals(2, said().split("No space left on device", -1).length - 1, said());
   }
 
   @Test

@@ -14,6 +14,7 @@ import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.List;
 import java.util.Properties;
+import java.util.stream.Stream;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.params.ParameterizedTest;
 import org.junit.jupiter.params.provider.CsvSource;
@@ -29,9 +30,9 @@ class BadInputTest {
     assertNull(
         domain.handler().GetUsers(null, "DC=canned", names("cn"), domain.listener, domain.errors));
     assertTrue(domain.logged("No domain settings were passed"));
-    NativeError.Entry entry = domain.errors.entries().get(0);
     assertEquals(
-        new NativeError.Entry("", "SEVERE", "80070057", PROBLEM, null), entry, "error entry");
+        List.of(new NativeError.Entry("", "SEVERE", "80070057", PROBLEM, null)),
+        domain.errors.entries());
   }
 
   @Test
@@ -42,29 +43,60 @@ class BadInputTest {
     assertTrue(domain.logged("DOMAIN_CONTROLLER_LIST is absent"));
   }
 
-  @ParameterizedTest
-  @ValueSource(
-      strings = {
-        "DOMAIN_NAME",
-        "USER_DOMAIN_NAME",
-        "USER_NAME",
-        "USER_DISTINGUISHED_NAME",
-        "PASSWORD",
-        "DEFAULT_NAMING_CONTEXT",
-        "ROOT_DOMAIN_NAMING_CONTEXT",
-        "SCHEMA_NAMING_CONTEXT",
-        "CONFIGURATION_NAMING_CONTEXT",
-        "DOMAIN_FUNCTIONAL_LEVEL",
-        "IS_AUTHENTICATION_REQUIRED",
-        "GC_LIST",
-        "ACCOUNT_LOOKUP_STATUS"
-      })
-  void settingOfAnotherClassIsTakenAsAbsent(String key) {
-    domain.settings.put(key, new StringBuilder("odd"));
+  private static final List<String> NAMES =
+      List.of(
+          ("DOMAIN_NAME USER_DOMAIN_NAME USER_NAME USER_DISTINGUISHED_NAME PASSWORD"
+                  + " DOMAIN_FUNCTIONAL_LEVEL IS_AUTHENTICATION_REQUIRED GC_LIST")
+              .split(" "));
+  private static final List<String> CONTEXTS =
+      List.of(
+          ("DEFAULT_NAMING_CONTEXT ROOT_DOMAIN_NAMING_CONTEXT SCHEMA_NAMING_CONTEXT"
+                  + " CONFIGURATION_NAMING_CONTEXT")
+              .split(" "));
+
+  /** A call with one setting changed. */
+  private static CannedDomain with(String key, Object value) {
+    CannedDomain domain = new CannedDomain();
+    domain.settings.put(key, value);
     domain.search("rows=1", "sAMAccountName");
-    assertTrue(domain.logged("The domain setting " + key, "is taken as absent"), "log line");
-    assertEquals(1, domain.rows.size(), "rows");
-    assertEquals(List.of(), domain.errorKeys());
+    return domain;
+  }
+
+  @Test
+  void settingOfAnotherClassIsTakenAsAbsent() {
+    Stream.of(NAMES, CONTEXTS, List.of("ACCOUNT_LOOKUP_STATUS"))
+        .flatMap(List::stream)
+        .forEach(
+            key -> {
+              CannedDomain domain = with(key, new StringBuilder("odd"));
+              assertTrue(domain.logged("The domain setting " + key, "is taken as absent"), key);
+              assertEquals(1, domain.rows.size(), key);
+              assertEquals(List.of(), domain.errorKeys(), key);
+            });
+  }
+
+  @Test
+  void overLongSettingFailsTheCallAndNamesKeyAndCapacity() {
+    for (String key : NAMES) {
+      assertHolds(key, 99);
+    }
+    for (String key : CONTEXTS) {
+      assertHolds(key, 259);
+    }
+  }
+
+  private static void assertHolds(String key, int most) {
+    for (int length : List.of(most, most + 1)) {
+      String text = "x".repeat(length);
+      CannedDomain domain = with(key, key.equals("GC_LIST") ? names(text) : text);
+      boolean fits = length == most;
+      assertEquals(!fits, domain.logged(key, "its field holds " + (most + 1)), key);
+      assertTrue(!key.equals("PASSWORD") || !domain.logged("xxxx"), "the password is in the log");
+      // The longest default context fits its field, but no path.
+      boolean answered = fits && !key.startsWith("DEFAULT");
+      assertEquals(answered ? List.of() : List.of(PROBLEM), domain.errorKeys(), key);
+      assertEquals(answered ? 1 : 0, domain.rows.size(), key);
+    }
   }
 
   @Test
@@ -99,14 +131,6 @@ class BadInputTest {
     assertEquals(List.of(PROBLEM), domain.errorKeys());
     assertEquals(0, domain.rows.size(), "rows");
     assertTrue(!key.equals("PASSWORD") || !domain.logged("xxxx"), "the password is in the log");
-  }
-
-  @Test
-  void longestSettingThatFitsIsAccepted() {
-    domain.settings.put(DomainSettings.DOMAIN_NAME, "x".repeat(99));
-    domain.search("rows=1", "sAMAccountName");
-    assertEquals(List.of(), domain.errorKeys());
-    assertEquals(1, domain.rows.size(), "rows");
   }
 
   @Test

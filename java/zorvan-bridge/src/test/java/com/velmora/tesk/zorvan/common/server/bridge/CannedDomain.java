@@ -26,6 +26,7 @@ final class CannedDomain {
 
   final List<Properties> rows = new ArrayList<>();
   final List<String> log = new ArrayList<>();
+  Runnable beforeLine = () -> {};
   final NativeError errors = new NativeError();
   final Properties settings =
       DomainSettings.ofDomain("canned")
@@ -56,24 +57,20 @@ final class CannedDomain {
 
   /** The handler, with log lines going to this domain's list. */
   ADHandler handler() {
-    ADHandler.setLogSink(sink(() -> {}));
+    ADHandler.setLogSink(
+        new LogSink() {
+          @Override
+          public boolean isWanted(Channel channel, int level) {
+            return true;
+          }
+
+          @Override
+          public void write(Channel channel, int level, String text) {
+            beforeLine.run();
+            log.add(text);
+          }
+        });
     return loadedHandler();
-  }
-
-  /** A sink that collects, and runs something before each line. */
-  LogSink sink(Runnable before) {
-    return new LogSink() {
-      @Override
-      public boolean isWanted(Channel channel, int level) {
-        return true;
-      }
-
-      @Override
-      public void write(Channel channel, int level, String text) {
-        before.run();
-        log.add(text);
-      }
-    };
   }
 
   Object search(String filter, String... attributes) {

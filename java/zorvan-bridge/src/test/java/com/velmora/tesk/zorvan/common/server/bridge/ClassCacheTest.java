@@ -6,10 +6,7 @@ import static org.junit.jupiter.api.Assertions.assertNull;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import com.velmora.tesk.zorvan.common.server.ADHandler;
-import java.lang.management.ManagementFactory;
-import java.util.regex.Matcher;
-import java.util.regex.Pattern;
-import javax.management.ObjectName;
+import com.velmora.tesk.zorvan.common.server.JniReferences;
 import org.junit.jupiter.api.Test;
 
 /** Filling and emptying the class cache, in and out of turn. */
@@ -34,30 +31,17 @@ class ClassCacheTest {
   void fillingAgainLetsTheFirstReferencesGo() throws Exception {
     ADHandler handler = domain.handler();
     handler.CleanupClassIDs();
-    int empty = globalReferences();
+    int empty = JniReferences.global();
     handler.InitializeClassIDs();
-    int filled = globalReferences();
+    int filled = JniReferences.global();
     assertTrue(filled - empty >= 11, "references of a filled cache: " + (filled - empty));
     for (int i = 0; i < 50; i++) {
       handler.InitializeClassIDs();
     }
     // The virtual machine's own references come and go by a few.
-    assertTrue(globalReferences() - filled < 50, "references after filling again");
+    assertTrue(JniReferences.global() - filled < 50, "references after filling again");
     handler.CleanupClassIDs();
-    assertTrue(globalReferences() - empty < 8, "references after emptying");
+    assertTrue(JniReferences.global() - empty < 8, "references after emptying");
     handler.InitializeClassIDs();
-  }
-
-  private static int globalReferences() throws Exception {
-    Object dump =
-        ManagementFactory.getPlatformMBeanServer()
-            .invoke(
-                new ObjectName("com.sun.management:type=DiagnosticCommand"),
-                "threadPrint",
-                new Object[] {new String[0]},
-                new String[] {String[].class.getName()});
-    Matcher count = Pattern.compile("JNI global ref\\w*: (\\d+)").matcher(dump.toString());
-    assertTrue(count.find(), "the thread dump counts global references");
-    return Integer.parseInt(count.group(1));
   }
 }

@@ -35,22 +35,16 @@ import org.junit.jupiter.api.extension.ReflectiveInvocationContext;
         ReflectiveInvocationContext<Method> method,
         ExtensionContext context)
         throws Throwable {
-      invocation.skip();
-      run(method, context);
+      interceptTestTemplateMethod(invocation, method, context);
     }
 
     @Override
     public void interceptTestTemplateMethod(
-        Invocation<Void> invocation,
-        ReflectiveInvocationContext<Method> method,
+        Invocation<Void> skipped,
+        ReflectiveInvocationContext<Method> invocation,
         ExtensionContext context)
         throws Throwable {
-      invocation.skip();
-      run(method, context);
-    }
-
-    private static void run(
-        ReflectiveInvocationContext<Method> invocation, ExtensionContext context) throws Throwable {
+      skipped.skip();
       Class<?> testClass = context.getRequiredTestClass();
       BridgeLoader loader =
           context

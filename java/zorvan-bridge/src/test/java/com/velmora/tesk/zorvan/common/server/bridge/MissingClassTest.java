@@ -5,14 +5,12 @@ import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import com.velmora.tesk.zorvan.common.server.ADHandler;
 import java.io.File;
-import java.io.IOException;
 import java.lang.management.ManagementFactory;
+import java.net.URISyntaxException;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Path;
 import java.util.ArrayList;
 import java.util.List;
-import java.util.stream.Collectors;
-import java.util.stream.Stream;
 import org.junit.jupiter.api.Test;
 
 /**
@@ -23,60 +21,43 @@ class MissingClassTest {
   private static final String LOG_LINES = "log lines: ";
 
   @Test
-  void missingDomainInfoCacheIsToldAndDoneWithout() throws Exception {
-    String output = run(PACKAGE + "DomainInfoCache", "");
-    assertEquals(
+  void whatIsMissingIsToldAndDoneWithoutUnlessCallsNeedIt() throws Exception {
+    assertPrints(
+        PACKAGE + "DomainInfoCache",
+        "",
         "\n\nLRefDomainInfoCache is NULL\n\n"
             + "\n\nDomainInfoCacheClass is NULL\n\n"
             + "\n\nLgetDomainInfoCacheInstanceID is NULL\n\n"
             + "\n\nsetLookupStatusID is NULL\n\n",
-        printed(output));
-    assertTrue(logLines(output) > 0, "log lines of a call");
-  }
-
-  @Test
-  void missingLoggerFieldIsToldAndDoneWithout() throws Exception {
-    String output = run("", "nativeLogger");
-    assertEquals(
+        true);
+    assertPrints(
+        "",
+        "nativeLogger",
         "Could not find field 'java.util.logging.Logger nativeLogger'!\n"
             + "Could not get logger object!\n",
-        printed(output));
-    assertTrue(logLines(output) > 0, "log lines of a call");
+        true);
+    assertPrints(PACKAGE + "NativeError", "", "", false);
   }
 
-  @Test
-  void callsDoNothingWithoutAClassThatTheyNeed() throws Exception {
-    String output = run(PACKAGE + "NativeError", "");
-    assertEquals("", printed(output));
-    assertEquals(0, logLines(output));
+  private static void assertPrints(
+      String hiddenClass, String renamedMember, String printed, boolean callsGoOn)
+      throws Exception {
+    String output = run(hiddenClass, renamedMember);
+    int end = output.indexOf(LOG_LINES);
+    assertEquals(printed, output.substring(0, end));
+    int logLines = Integer.parseInt(output.substring(end + LOG_LINES.length()).strip());
+    assertEquals(callsGoOn, logLines > 0, output);
   }
 
-  private static String printed(String output) {
-    return output.substring(0, output.indexOf(LOG_LINES));
-  }
-
-  private static int logLines(String output) {
-    return Integer.parseInt(
-        output.substring(output.indexOf(LOG_LINES) + LOG_LINES.length()).strip());
-  }
-
-  private static String run(String hiddenClass, String renamedMember)
-      throws IOException, InterruptedException {
+  private static String run(String hiddenClass, String renamedMember) throws Exception {
     String classPath =
-        Stream.of(ADHandler.class, MissingClassTest.class)
-            .map(MissingClassTest::folderOf)
-            .collect(Collectors.joining(File.pathSeparator));
+        folderOf(ADHandler.class) + File.pathSeparator + folderOf(MissingClassProgram.class);
     List<String> command = new ArrayList<>();
     command.add(Path.of(System.getProperty("java.home"), "bin", "java").toString());
     // The same options as this process: the library, -Xcheck:jni, and what the platform needs.
     command.addAll(ManagementFactory.getRuntimeMXBean().getInputArguments());
     command.addAll(
-        List.of(
-            "-classpath",
-            classPath,
-            MissingClassProgram.class.getName(),
-            hiddenClass,
-            renamedMember));
+        List.of("-cp", classPath, MissingClassProgram.class.getName(), hiddenClass, renamedMember));
     Process process = new ProcessBuilder(command).redirectErrorStream(true).start();
     String output =
         new String(process.getInputStream().readAllBytes(), StandardCharsets.UTF_8)
@@ -86,11 +67,7 @@ class MissingClassTest {
     return output;
   }
 
-  private static String folderOf(Class<?> type) {
-    try {
-      return Path.of(type.getProtectionDomain().getCodeSource().getLocation().toURI()).toString();
-    } catch (java.net.URISyntaxException e) {
-      throw new IllegalStateException(e);
-    }
+  private static Path folderOf(Class<?> type) throws URISyntaxException {
+    return Path.of(type.getProtectionDomain().getCodeSource().getLocation().toURI());
   }
 }

@@ -16,7 +16,6 @@ import java.util.List;
 import java.util.Map;
 import java.util.Properties;
 import java.util.Set;
-import java.util.concurrent.atomic.AtomicInteger;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.function.Executable;
 
@@ -66,28 +65,6 @@ class RowsTest {
     assertEquals(20000, domain.rows.size());
     assertEquals(List.of("user1"), domain.rows.get(0).get("sAMAccountName"));
     assertEquals(List.of("user20000"), domain.rows.get(19999).get("sAMAccountName"));
-  }
-
-  @Test
-  void listenerThatHasEnoughFromTheStartGetsOneRowOfASearchAndNoneOfAReport() {
-    AtomicInteger rows = new AtomicInteger();
-    NativeListener enough =
-        new NativeListener() {
-          @Override
-          public void addRow(Properties row) {
-            rows.incrementAndGet();
-          }
-
-          @Override
-          public boolean isCompleted() {
-            return true;
-          }
-        };
-    ADHandler handler = domain.handler();
-    handler.GetUsers(domain.settings, "", names("cn"), enough, domain.errors);
-    assertEquals(0, rows.get(), "rows of a report");
-    handler.GetObjects(domain.settings, "", "rows=9", names("cn"), enough, domain.errors);
-    assertEquals(1, rows.get(), "rows of a search");
   }
 
   @Test

@@ -11,12 +11,13 @@ import com.velmora.tesk.zorvan.common.server.DomainSettings;
 import com.velmora.tesk.zorvan.common.server.NativeError;
 import com.velmora.tesk.zorvan.common.server.model.NativeListener;
 import java.util.ArrayList;
+import java.util.List;
 import java.util.Properties;
 import java.util.concurrent.atomic.AtomicInteger;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.function.Executable;
 import org.junit.jupiter.params.ParameterizedTest;
-import org.junit.jupiter.params.provider.ValueSource;
+import org.junit.jupiter.params.provider.CsvSource;
 
 /**
  * Whatever Java code throws while the library calls it reaches the caller, and nothing is called
@@ -31,91 +32,56 @@ class ThrowingCallbackTest {
     assertSame(thrown, assertThrows(IllegalStateException.class, call));
   }
 
-  private void assertSearchThrows(NativeListener listener) {
+  @ParameterizedTest
+  @CsvSource({"true, 1", "true, 5", "false, 1", "false, 3"})
+  void listenerEndsTheSearch(boolean inAddRow, int callThatThrows) {
+    AtomicInteger calls = new AtomicInteger();
+    NativeListener listener =
+        new NativeListener() {
+          @Override
+          public void addRow(Properties row) {
+            called(inAddRow);
+          }
+
+          @Override
+          public boolean isCompleted() {
+            called(!inAddRow);
+            return false;
+          }
+
+          private void called(boolean counted) {
+            assertTrue(calls.get() < callThatThrows, "called after it threw");
+            if (counted && calls.incrementAndGet() == callThatThrows) {
+              domain.log.clear();
+              throw thrown;
+            }
+          }
+        };
     assertThrown(
         () ->
             domain
                 .handler()
                 .GetObjects(
                     domain.settings, "DC=canned", "rows=9", names("cn"), listener, domain.errors));
-  }
-
-  @ParameterizedTest
-  @ValueSource(ints = {1, 2, 5})
-  void addRowEndsTheSearch(int callThatThrows) {
-    AtomicInteger calls = new AtomicInteger();
-    AtomicInteger linesBefore = new AtomicInteger();
-    assertSearchThrows(
-        new NativeListener() {
-          @Override
-          public void addRow(Properties row) {
-            if (calls.incrementAndGet() == callThatThrows) {
-              linesBefore.set(domain.log.size());
-              throw thrown;
-            }
-          }
-
-          @Override
-          public boolean isCompleted() {
-            return false;
-          }
-        });
-    assertEquals(callThatThrows, calls.get(), "rows");
-    assertEquals(linesBefore.get(), domain.log.size(), "log lines");
-  }
-
-  @ParameterizedTest
-  @ValueSource(ints = {1, 3})
-  void isCompletedEndsTheSearch(int callThatThrows) {
-    AtomicInteger calls = new AtomicInteger();
-    assertSearchThrows(
-        new NativeListener() {
-          @Override
-          public void addRow(Properties row) {
-            domain.rows.add(row);
-          }
-
-          @Override
-          public boolean isCompleted() {
-            if (calls.incrementAndGet() == callThatThrows) {
-              throw thrown;
-            }
-            return false;
-          }
-        });
-    assertEquals(callThatThrows, calls.get(), "answers");
-    assertEquals(callThatThrows - 1, domain.rows.size(), "rows");
+    assertEquals(callThatThrows, calls.get(), "calls");
+    assertEquals(List.of(), domain.log, "log lines after the last call");
   }
 
   @Test
   void logLineEndsTheCallWhereverItStands() {
-    domain.search("rows=1", "sAMAccountName");
+    domain.search("rows=1", "cn");
     int lines = domain.log.size();
     assertTrue(lines > 10, "log lines of a whole call");
-    ADHandler handler = domain.handler();
     for (int line = 1; line <= lines; line++) {
       AtomicInteger left = new AtomicInteger(line);
-      AtomicInteger after = new AtomicInteger();
-      ADHandler.setLogSink(
-          domain.sink(
-              () -> {
-                if (left.decrementAndGet() == 0) {
-                  throw thrown;
-                }
-                if (left.get() < 0) {
-                  after.incrementAndGet();
-                }
-              }));
-      assertThrown(
-          () ->
-              handler.GetObjects(
-                  domain.settings,
-                  "DC=canned",
-                  "rows=1",
-                  names("sAMAccountName"),
-                  domain.listener,
-                  domain.errors));
-      assertEquals(0, after.get(), "lines after line " + line);
+      domain.beforeLine =
+          () -> {
+            if (left.decrementAndGet() == 0) {
+              throw thrown;
+            }
+          };
+      assertThrown(() -> domain.search("rows=1", "cn"));
+      assertEquals(0, left.get(), "lines after line " + line);
     }
     assertTrue(domain.errors.isEmpty(), "error entries");
   }

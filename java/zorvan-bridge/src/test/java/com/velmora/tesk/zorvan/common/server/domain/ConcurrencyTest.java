@@ -3,8 +3,8 @@ package com.velmora.tesk.zorvan.common.server.domain;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
+import com.velmora.tesk.zorvan.common.server.JniReferences;
 import java.io.IOException;
-import java.lang.management.ManagementFactory;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.ArrayList;
@@ -14,10 +14,7 @@ import java.util.concurrent.CyclicBarrier;
 import java.util.concurrent.ExecutorService;
 import java.util.concurrent.Executors;
 import java.util.concurrent.Future;
-import java.util.regex.Matcher;
-import java.util.regex.Pattern;
 import javax.management.JMException;
-import javax.management.ObjectName;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.condition.EnabledOnOs;
 import org.junit.jupiter.api.condition.OS;
@@ -30,7 +27,6 @@ class ConcurrencyTest {
   private static final int CALLS_IN_A_WINDOW = 10;
   // A window's calls carry some ten thousand values.
   private static final long NOTICEABLE = 256 << 10;
-  private static final Pattern GLOBAL_REFERENCES = Pattern.compile("JNI global refs: (\\d+)");
 
   @Test
   void reportsThatRunAtOnceAreAllRight() throws Exception {
@@ -100,27 +96,12 @@ class ConcurrencyTest {
   @Test
   void callsLeaveNoGlobalReferences() throws JMException {
     callTwice();
-    long before = globalReferences();
+    long before = JniReferences.global();
     for (int i = 0; i < 10; i++) {
       callTwice();
     }
-    long growth = globalReferences() - before;
+    long growth = JniReferences.global() - before;
     assertTrue(growth < 10, () -> growth + " more after 20 calls");
-  }
-
-  // The virtual machine tells the number at the end of a thread dump.
-  private static long globalReferences() throws JMException {
-    String dump =
-        (String)
-            ManagementFactory.getPlatformMBeanServer()
-                .invoke(
-                    new ObjectName("com.sun.management:type=DiagnosticCommand"),
-                    "threadPrint",
-                    new Object[] {new String[0]},
-                    new String[] {String[].class.getName()});
-    Matcher matcher = GLOBAL_REFERENCES.matcher(dump);
-    assertTrue(matcher.find(), "the thread dump tells no number of global references");
-    return Long.parseLong(matcher.group(1));
   }
 
   @Test

@@ -11,13 +11,12 @@ import static org.junit.jupiter.api.Assertions.assertTimeout;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import com.velmora.tesk.zorvan.common.server.NativeError;
-import com.velmora.tesk.zorvan.common.server.NativeLibraryLoader;
 import java.io.IOException;
 import java.net.InetAddress;
 import java.net.ServerSocket;
 import java.time.Duration;
+import java.util.Collections;
 import java.util.List;
-import java.util.Map;
 import java.util.Properties;
 import java.util.Set;
 import org.junit.jupiter.api.Test;
@@ -58,6 +57,17 @@ class FailuresTest {
     assertEquals(List.of(), call.rows);
   }
 
+  private static void assertLogonRefused(String user, String password, String... controllers) {
+    assertRefused(
+        chief(TestDomain.settingsOf(user, password, controllers)), LOGON_FAILURE, WRONG_PASSWORD);
+  }
+
+  /** A report with one parameter. */
+  private static Call of(String name, String base, String argument) {
+    PlainReport report = new PlainReport(name, base, "", Collections.singletonList(argument));
+    return new Call().report(report, TestDomain.settings(), List.of("distinguishedName"));
+  }
+
   // ---- Credentials ----
 
   private static int wrongPasswordsOf(String account) {
@@ -67,61 +77,21 @@ class FailuresTest {
     return count == null ? 0 : Integer.parseInt((String) count.get(0));
   }
 
+  // The same controller under both its names: the second must not be asked after a refusal.
   @Test
   void wrongPasswordIsTriedOnce() {
     int before = wrongPasswordsOf(Expected.MISTYPED);
-    // The same controller under both its names: the second must not be asked after a refusal.
-    assertRefused(
-        chief(TestDomain.settingsOf(Expected.MISTYPED, "wrong", HOST, ADDRESS)),
-        LOGON_FAILURE,
-        WRONG_PASSWORD);
-    assertEquals(
-        before + 1, wrongPasswordsOf(Expected.MISTYPED), "wrong passwords that the controller saw");
+    assertLogonRefused(Expected.MISTYPED, "wrong", HOST, ADDRESS);
+    assertLogonRefused(Expected.MISTYPED, "wrong", ADDRESS);
+    assertEquals(before + 2, wrongPasswordsOf(Expected.MISTYPED), "as the controller counts them");
   }
 
   @Test
-  void wrongPasswordWithAnAddressIsTriedOnce() {
-    int before = wrongPasswordsOf(Expected.MISTYPED);
-    assertRefused(
-        chief(TestDomain.settingsOf(Expected.MISTYPED, "wrong", ADDRESS)),
-        LOGON_FAILURE,
-        WRONG_PASSWORD);
-    assertEquals(
-        before + 1, wrongPasswordsOf(Expected.MISTYPED), "wrong passwords that the controller saw");
-  }
-
-  @Test
-  void disabledAndUnknownUsersAreRefused() {
-    assertRefused(
-        chief(
-            TestDomain.settingsOf(
-                TestDomain.property("disabledUserName"),
-                TestDomain.password("disabledPasswordFile"))),
-        LOGON_FAILURE,
-        WRONG_PASSWORD);
-    assertRefused(
-        chief(TestDomain.settingsOf("nobody.of.that.name", "secret")),
-        LOGON_FAILURE,
-        WRONG_PASSWORD);
-  }
-
-  @ParameterizedTest
-  @ValueSource(strings = {"expired", "mustchange", "locked", "pwexpired", "hours"})
-  void accountsThatMayNotLogOnAreRefused(String why) {
-    assertRefused(
-        chief(
-            TestDomain.settingsOf(
-                Expected.REFUSED + why, TestDomain.password("readerPasswordFile"))),
-        LOGON_FAILURE,
-        WRONG_PASSWORD);
-  }
-
-  @Test
-  void ordinaryUserMayRead() {
-    assertFound(
-        chief(
-            TestDomain.settingsOf(
-                TestDomain.property("readerUserName"), TestDomain.password("readerPasswordFile"))));
+  void accountsThatMayNotLogOnAreRefused() {
+    assertLogonRefused(
+        TestDomain.property("disabledUserName"), TestDomain.password("disabledPasswordFile"));
+    assertLogonRefused(Expected.REFUSED + "locked", TestDomain.password("readerPasswordFile"));
+    assertLogonRefused("nobody.of.that.name", "secret");
   }
 
   // ---- Controllers ----
@@ -133,10 +103,17 @@ class FailuresTest {
     assertFound(chief(TestDomain.settings(down, HOST, DOWN_HOSTS.get(1))));
     assertFound(chief(TestDomain.settings(down, DOWN_HOSTS.get(2), HOST)));
     assertFound(chief(TestDomain.settings("x".repeat(300), HOST)));
-    assertRefused(
-        chief(TestDomain.settingsOf(Expected.MISTYPED, "wrong", down, HOST)),
-        LOGON_FAILURE,
-        WRONG_PASSWORD);
+    assertLogonRefused(Expected.MISTYPED, "wrong", down, HOST);
+  }
+
+  @ParameterizedTest
+  @ValueSource(
+      strings = {"", " ", "a\0b", "[::1", "host/path", "127.0.0.1:", "127.0.0.1:99999", "LONG"})
+  void oddNameOfAControllerIsOneErrorAndNoRow(String name) {
+    Call call = chief(TestDomain.settings(name.equals("LONG") ? "x".repeat(300) : name));
+    assertEquals(1, call.errors.entries().size(), call.errors::toString);
+    assertTrue(call.errors.entries().get(0).isSevere());
+    assertEquals(List.of(), call.rows);
   }
 
   @Test
@@ -148,16 +125,10 @@ class FailuresTest {
 
   @Test
   void controllerOfAReportThatIsDownIsAnError() {
-    Map<String, String> codes =
-        Map.of(DOWN_HOSTS.get(0), SERVER_DOWN, "x".repeat(300), BAD_PATHNAME);
-    codes.forEach(
-        (controller, code) -> {
-          Call call = new Call();
-          NativeLibraryLoader.handler()
-              .GetNeverLoggedInUsers(
-                  TestDomain.settings(), NOTABLE, Call.names("cn"), call, controller, call.errors);
-          assertRefused(call, code, REPORT_FAILED);
-        });
+    assertRefused(
+        of("GetNeverLoggedInUsers", NOTABLE, DOWN_HOSTS.get(0)), SERVER_DOWN, REPORT_FAILED);
+    assertRefused(
+        of("GetNeverLoggedInUsers", NOTABLE, "x".repeat(300)), BAD_PATHNAME, REPORT_FAILED);
   }
 
   @Test
@@ -223,11 +194,7 @@ class FailuresTest {
 
   @Test
   void missingParameterIsAnError() {
-    Call call = new Call();
-    NativeLibraryLoader.handler()
-        .GetManagerBasedUsers(
-            TestDomain.settings(), NOTABLE, Call.names("cn"), call, null, call.errors);
-    assertRefused(call, "80070057", REPORT_FAILED);
+    assertRefused(of("GetManagerBasedUsers", NOTABLE, null), "80070057", REPORT_FAILED);
   }
 
   @ParameterizedTest
@@ -249,16 +216,10 @@ class FailuresTest {
                 BASE,
                 "(&(objectCategory=person)(objectClass=user)(userWorkstations=*))",
                 "distinguishedName");
-    Call call = new Call();
-    NativeLibraryLoader.handler()
-        .GetLogonRestrictionUsers(
-            TestDomain.settings(), BASE, Call.names("distinguishedName"), call, text, call.errors);
+    Call call = of("GetLogonRestrictionUsers", BASE, text);
     assertTrue(call.errors.isEmpty(), call.errors::toString);
     assertEquals(everybody.byName().keySet(), call.byName().keySet());
-    Call none = new Call();
-    NativeLibraryLoader.handler()
-        .GetProxyAddressBasedUsers(
-            TestDomain.settings(), BASE, Call.names("cn"), none, text, none.errors);
+    Call none = of("GetProxyAddressBasedUsers", BASE, text);
     assertTrue(none.errors.isEmpty(), none.errors::toString);
     assertEquals(List.of(), none.rows);
   }

@@ -16,7 +16,6 @@ final class TestDomain {
   static final String DNS_NAME = property("dnsDomain");
   static final String FLAT_NAME = property("netbiosDomain");
   static final String BASE = property("baseDn");
-  static final String CONFIGURATION = "CN=Configuration," + BASE;
   static final String COMPANY = "OU=Company," + BASE;
   static final String NOTABLE = "OU=Notable," + COMPANY;
   static final String ODD = "OU=Odd\\, Names," + COMPANY;

@@ -1,12 +1,10 @@
 package com.velmora.tesk.zorvan.common.server.domain;
 
 import static com.velmora.tesk.zorvan.common.server.domain.TestDomain.BASE;
-import static com.velmora.tesk.zorvan.common.server.domain.TestDomain.CONFIGURATION;
 import static com.velmora.tesk.zorvan.common.server.domain.TestDomain.NOTABLE;
 import static com.velmora.tesk.zorvan.common.server.domain.TestDomain.ODD;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertFalse;
-import static org.junit.jupiter.api.Assertions.assertNull;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import java.util.ArrayList;
@@ -281,19 +279,5 @@ class ValuesTest {
       wanted.put(names.get(i), List.of(value == null ? "" : value));
     }
     assertEquals(wanted, new TreeMap<>(row));
-  }
-
-  @Test
-  void terminalServicesSettingsNeedTheLogonNameBeforeThem() {
-    Properties row = account("n.ts.full", "tsProfilePath", "sAMAccountName");
-    assertNull(row.get("tsProfilePath"));
-    assertEquals(List.of("n.ts.full"), row.get("sAMAccountName"));
-  }
-
-  @Test
-  void searchesReachEveryPartition() {
-    Call call = new Call().search(CONFIGURATION, "(objectClass=subnet)", "distinguishedName");
-    assertEquals(4, call.rows.size());
-    assertEquals(expected.reported("GetAllSubnets"), call.byName().keySet());
   }
 }
