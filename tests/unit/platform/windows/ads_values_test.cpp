@@ -28,15 +28,10 @@ TEST(AdsValuesTest, TakesTheTextOfEveryKindOfString) {
                        ADSTYPE_PATH, ADSTYPE_TYPEDNAME, ADSTYPE_FAXNUMBER}) {
     ADSVALUE value{};
     value.dwType = type;
-    if (type == ADSTYPE_PATH) {
-      value.pPath = &path;
-    } else if (type == ADSTYPE_TYPEDNAME) {
-      value.pTypedName = &typed;
-    } else if (type == ADSTYPE_FAXNUMBER) {
-      value.pFaxNumber = &fax;
-    } else {
-      value.CaseIgnoreString = text;
-    }
+    value.CaseIgnoreString = text;
+    if (type == ADSTYPE_PATH) value.pPath = &path;
+    if (type == ADSTYPE_TYPEDNAME) value.pTypedName = &typed;
+    if (type == ADSTYPE_FAXNUMBER) value.pFaxNumber = &fax;
     EXPECT_EQ(ReadOne(value).text, u"Zo\u00EB") << "type " << type;
   }
 }
@@ -99,97 +94,77 @@ TEST(AdsValuesTest, TakesNullPointersForEmptyValues) {
 
 class VariantTest : public testing::Test {
  protected:
-  const Column& Read(Variant& variant) {
+  // A variant of this kind that fill puts the value into, as the property cache gives it.
+  template <typename Fill>
+  const Column& Read(VARTYPE kind, Fill fill) {
+    VARIANT* value = variant_.Out();
+    V_VT(value) = kind;
+    fill(value);
     set_ = {};
-    AddVariant(u"attribute", variant.get(), set_);
+    AddVariant(u"attribute", variant_.get(), set_);
     return *set_.Find(u"ATTRIBUTE");
   }
 
+  Variant variant_;
   AttributeSet set_;
 };
 
 TEST_F(VariantTest, TellsTheScalarKindsApart) {
-  Variant variant;
-  V_VT(variant.Out()) = VT_BSTR;
-  V_BSTR(variant.Out()) = nullptr;
-  VARIANT* value = variant.Out();
-  V_VT(value) = VT_BSTR;
-  V_BSTR(value) = SysAllocStringLen(L"a\0b", 3);
-  EXPECT_EQ(Read(variant).values[0].text, std::u16string_view(u"a\0b", 3));
-  EXPECT_EQ(Read(variant).type, AdsType::kCaseIgnoreString);
-
-  value = variant.Out();
-  V_VT(value) = VT_BOOL;
-  V_BOOL(value) = VARIANT_TRUE;
-  EXPECT_EQ(Read(variant).type, AdsType::kBoolean);
-  EXPECT_EQ(Read(variant).values[0].number, 1);
-
-  value = variant.Out();
-  V_VT(value) = VT_I4;
-  V_I4(value) = -5;
-  EXPECT_EQ(Read(variant).type, AdsType::kInteger);
-  EXPECT_EQ(Read(variant).values[0].number, -5);
-
-  value = variant.Out();
-  V_VT(value) = VT_I2;
-  V_I2(value) = -6;
-  EXPECT_EQ(Read(variant).values[0].number, -6);
-
-  value = variant.Out();
-  V_VT(value) = VT_I8;
-  V_I8(value) = std::numeric_limits<LONGLONG>::min();
-  EXPECT_EQ(Read(variant).type, AdsType::kLargeInteger);
-  EXPECT_EQ(Read(variant).values[0].number, std::numeric_limits<std::int64_t>::min());
-}
-
-TEST_F(VariantTest, GivesDatesAsTheirMoment) {
-  Variant variant;
-  VARIANT* value = variant.Out();
-  SYSTEMTIME time{2024, 2, 4, 29, 23, 59, 58, 0};
-  V_VT(value) = VT_DATE;
-  ASSERT_TRUE(SystemTimeToVariantTime(&time, &V_DATE(value)));
-  const Column& column = Read(variant);
-  EXPECT_EQ(column.type, AdsType::kUtcTime);
-  EXPECT_EQ(column.values[0].time.day, 29);
-  EXPECT_EQ(column.values[0].time.second, 58);
+  const Column& text =
+      Read(VT_BSTR, [](VARIANT* value) { V_BSTR(value) = SysAllocStringLen(L"a\0b", 3); });
+  EXPECT_EQ(text.type, AdsType::kCaseIgnoreString);
+  EXPECT_EQ(text.values[0].text, std::u16string_view(u"a\0b", 3));
+  const auto expectNumber = [this](VARTYPE kind, auto fill, AdsType type, std::int64_t number) {
+    const Column& column = Read(kind, fill);
+    EXPECT_EQ(column.type, type) << "kind " << kind;
+    EXPECT_EQ(column.values[0].number, number) << "kind " << kind;
+  };
+  expectNumber(
+      VT_BOOL, [](VARIANT* value) { V_BOOL(value) = VARIANT_TRUE; }, AdsType::kBoolean, 1);
+  expectNumber(
+      VT_I4, [](VARIANT* value) { V_I4(value) = -5; }, AdsType::kInteger, -5);
+  expectNumber(
+      VT_I2, [](VARIANT* value) { V_I2(value) = -6; }, AdsType::kInteger, -6);
+  constexpr std::int64_t kLeast = std::numeric_limits<LONGLONG>::min();
+  expectNumber(
+      VT_I8, [](VARIANT* value) { V_I8(value) = kLeast; }, AdsType::kLargeInteger, kLeast);
+  const Column& date = Read(VT_DATE, [](VARIANT* value) {
+    SYSTEMTIME time{2024, 2, 4, 29, 23, 59, 58, 0};
+    ASSERT_TRUE(SystemTimeToVariantTime(&time, &V_DATE(value)));
+  });
+  EXPECT_EQ(date.type, AdsType::kUtcTime);
+  EXPECT_EQ(date.values[0].time.day, 29);
+  EXPECT_EQ(date.values[0].time.second, 58);
 }
 
 TEST_F(VariantTest, ReadsOctetsAndListsFromTheirArrays) {
-  Variant variant;
-  VARIANT* value = variant.Out();
-  V_VT(value) = VT_ARRAY | VT_UI1;
-  V_ARRAY(value) = SafeArrayCreateVector(VT_UI1, 0, 3);
-  static_cast<BYTE*>(V_ARRAY(value)->pvData)[2] = 0xAB;
-  EXPECT_EQ(Read(variant).type, AdsType::kOctetString);
-  ASSERT_EQ(Read(variant).values[0].octets.size(), 3U);
-  EXPECT_EQ(Read(variant).values[0].octets[2], std::byte{0xAB});
+  const Column& octets = Read(VT_ARRAY | VT_UI1, [](VARIANT* value) {
+    V_ARRAY(value) = SafeArrayCreateVector(VT_UI1, 0, 3);
+    static_cast<BYTE*>(V_ARRAY(value)->pvData)[2] = 0xAB;
+  });
+  EXPECT_EQ(octets.type, AdsType::kOctetString);
+  ASSERT_EQ(octets.values[0].octets.size(), 3U);
+  EXPECT_EQ(octets.values[0].octets[2], std::byte{0xAB});
 
-  value = variant.Out();
-  V_VT(value) = VT_ARRAY | VT_VARIANT;
-  V_ARRAY(value) = SafeArrayCreateVector(VT_VARIANT, 0, 3);
-  auto* elements = static_cast<VARIANT*>(V_ARRAY(value)->pvData);
-  V_VT(&elements[0]) = VT_BSTR;
-  V_BSTR(&elements[0]) = SysAllocString(L"one");
-  V_VT(&elements[1]) = VT_CY;  // no attribute comes as money
-  V_VT(&elements[2]) = VT_BSTR;
-  V_BSTR(&elements[2]) = SysAllocString(L"three");
-  const Column& list = Read(variant);
-  ASSERT_EQ(list.values.size(), 2U) << "an element without a form is left out";
-  EXPECT_EQ(list.values[0].text, u"one");
-  EXPECT_EQ(list.values[1].text, u"three");
+  const Column& list = Read(VT_ARRAY | VT_VARIANT, [](VARIANT* value) {
+    V_ARRAY(value) = SafeArrayCreateVector(VT_VARIANT, 0, 2);
+    auto* elements = static_cast<VARIANT*>(V_ARRAY(value)->pvData);
+    V_VT(&elements[0]) = VT_CY;  // no attribute comes as money
+    V_VT(&elements[1]) = VT_BSTR;
+    V_BSTR(&elements[1]) = SysAllocString(L"two");
+  });
+  ASSERT_EQ(list.values.size(), 1U) << "an element without a form is left out";
+  EXPECT_EQ(list.values[0].text, u"two");
 }
 
 TEST_F(VariantTest, LeavesKindsWithoutAFormWithoutAValue) {
-  Variant variant;
   for (VARTYPE kind : {VT_EMPTY, VT_NULL, VT_CY, VT_R8}) {
-    V_VT(variant.Out()) = kind;
-    EXPECT_EQ(Read(variant).type, AdsType::kUnknown) << "kind " << kind;
-    EXPECT_TRUE(Read(variant).values.empty()) << "kind " << kind;
+    const Column& column = Read(kind, [](VARIANT*) {});
+    EXPECT_EQ(column.type, AdsType::kUnknown) << "kind " << kind;
+    EXPECT_TRUE(column.values.empty()) << "kind " << kind;
   }
-  VARIANT* value = variant.Out();
-  V_VT(value) = VT_DISPATCH;
-  V_DISPATCH(value) = nullptr;
-  EXPECT_TRUE(Read(variant).values.empty());
+  EXPECT_TRUE(
+      Read(VT_DISPATCH, [](VARIANT* value) { V_DISPATCH(value) = nullptr; }).values.empty());
 }
 
 }  // namespace
