@@ -73,6 +73,11 @@ bool CannedServer::Await(const std::size_t& counter, std::size_t count) {
   return changed_.wait_for(lock, std::chrono::seconds(5), [&] { return counter >= count; });
 }
 
+std::vector<ReceivedSearch> CannedServer::received() {
+  const std::lock_guard lock(mutex_);
+  return received_;
+}
+
 void CannedServer::Run() {
   for (int connection = -1; (connection = listener_.Accept().Release()) >= 0;) {
     Sockbuf* socket = ber_sockbuf_alloc();  // freeing it closes the connection
@@ -102,7 +107,6 @@ bool CannedServer::Handle(const std::string& message) {
   ber_scanf(reader.get(), "i", &search.id);
   const ber_tag_t tag = ber_peek_tag(reader.get(), &length);
   if (tag == LDAP_REQ_BIND) return Send(current_, Message(search.id, Result('\x61', 0)));
-  std::string answer;
   {
     const std::lock_guard lock(mutex_);
     if (tag == LDAP_REQ_ABANDON) ++abandoned_;
@@ -116,7 +120,7 @@ bool CannedServer::Handle(const std::string& message) {
   }
   changed_.notify_all();
   if (tag != LDAP_REQ_SEARCH) return tag == LDAP_REQ_ABANDON;
-  answer = answer_(received_);
+  std::string answer = answer_(search.id, searches_);
   const bool closes = answer.ends_with(kClose);
   if (closes) answer.resize(answer.size() - std::string_view(kClose).size());
   return Send(current_, answer) && !closes;

@@ -23,10 +23,9 @@ struct ReceivedSearch {
 
 class CannedServer {
  public:
-  // What is to be sent for a search; with kClose at its end, the connection is closed after it.
-  // Called in the server's thread, with all searches that were received before this one and this
-  // one as the last.
-  using Answer = std::function<std::string(const std::vector<ReceivedSearch>&)>;
+  // What is to be sent for a search, by its message's id and its number, which counts from 1; with
+  // kClose at its end, the connection is closed after it. Called in the server's thread.
+  using Answer = std::function<std::string(int id, std::size_t number)>;
   static constexpr char kClose[] = "close the connection";
 
   explicit CannedServer(Answer answer);
@@ -43,6 +42,9 @@ class CannedServer {
   bool AwaitAbandoned(std::size_t count) { return Await(abandoned_, count); }
   bool AwaitConnections(std::size_t count) { return Await(connections_, count); }
 
+  // All searches so far.
+  std::vector<ReceivedSearch> received();
+
   // Messages.
   static std::string Entry(int id, const std::string& dn, const std::string& attributes);
   static std::string Reference(int id);
@@ -56,9 +58,9 @@ class CannedServer {
 
   Answer answer_;
   support::Listener listener_;
-  std::vector<ReceivedSearch> received_;  // of the server's thread only
   std::mutex mutex_;
   std::condition_variable changed_;
+  std::vector<ReceivedSearch> received_;
   std::size_t searches_ = 0;
   std::size_t abandoned_ = 0;
   std::size_t connections_ = 0;

@@ -17,8 +17,6 @@
 namespace zorvan::platform::posix {
 namespace {
 
-using Searches = std::vector<ReceivedSearch>;
-
 std::string Person(int id, const std::string& name) {
   return CannedServer::Entry(id, "CN=" + name + ",DC=x", ber::Attribute("cn", {name}));
 }
@@ -58,10 +56,9 @@ class LdapSearchTest : public testing::Test {
 };
 
 TEST_F(LdapSearchTest, AsksForTheNextPageBeforeItHandsOverTheFirstRowOfThisOne) {
-  CannedServer server([](const Searches& searches) {
-    const int id = searches.back().id;
-    return searches.size() == 1 ? People(id, "a", 3) + CannedServer::DonePage(id, "more")
-                                : People(id, "b", 1) + CannedServer::DonePage(id, "");
+  CannedServer server([](int id, std::size_t number) {
+    return number == 1 ? People(id, "a", 3) + CannedServer::DonePage(id, "more")
+                       : People(id, "b", 1) + CannedServer::DonePage(id, "");
   });
   const auto search = Search(server, 3);
   ASSERT_EQ(search->GetNextRow(), kOk);
@@ -73,28 +70,22 @@ TEST_F(LdapSearchTest, AsksForTheNextPageBeforeItHandsOverTheFirstRowOfThisOne) 
 }
 
 TEST_F(LdapSearchTest, SendsTheCookieBackAndGoesOnAfterAnEmptyPage) {
-  std::vector<std::string> requests;
-  {
-    CannedServer server([&](const Searches& searches) {
-      const int id = searches.back().id;
-      requests.push_back(searches.back().bytes);
-      if (searches.size() == 1) return CannedServer::DonePage(id, "one");
-      if (searches.size() == 2) return CannedServer::DonePage(id, std::string("t\0o", 3));
-      return Person(id, "last") + CannedServer::DonePage(id, "");
-    });
-    EXPECT_EQ(Names(*Search(server, 10)), std::vector<std::string>{"last"});
-  }
+  CannedServer server([](int id, std::size_t number) {
+    if (number == 1) return CannedServer::DonePage(id, "one");
+    if (number == 2) return CannedServer::DonePage(id, std::string("t\0o", 3));
+    return Person(id, "last") + CannedServer::DonePage(id, "");
+  });
+  EXPECT_EQ(Names(*Search(server, 10)), std::vector<std::string>{"last"});
+  const auto requests = server.received();
   ASSERT_EQ(requests.size(), 3U);
-  EXPECT_NE(requests[0].find(LDAP_CONTROL_PAGEDRESULTS), std::string::npos);
-  EXPECT_TRUE(requests[1].ends_with(ber::Octets("one")));
-  EXPECT_TRUE(requests[2].ends_with(ber::Octets(std::string("t\0o", 3))));
+  EXPECT_NE(requests[0].bytes.find(LDAP_CONTROL_PAGEDRESULTS), std::string::npos);
+  EXPECT_TRUE(requests[1].bytes.ends_with(ber::Octets("one")));
+  EXPECT_TRUE(requests[2].bytes.ends_with(ber::Octets(std::string("t\0o", 3))));
 }
 
 TEST_F(LdapSearchTest, HoldsAPageAtMostOfAServerThatDoesNotKnowPages) {
-  CannedServer server([](const Searches& searches) {
-    const int id = searches.back().id;
-    return People(id, "p", 5000) + CannedServer::Done(id);
-  });
+  CannedServer server(
+      [](int id, std::size_t) { return People(id, "p", 5000) + CannedServer::Done(id); });
   const auto search = Search(server, 100);
   ASSERT_EQ(search->GetNextRow(), kOk);
   std::size_t held = 0;
@@ -106,18 +97,15 @@ TEST_F(LdapSearchTest, HoldsAPageAtMostOfAServerThatDoesNotKnowPages) {
 TEST_F(LdapSearchTest, HandsOverTheRowsThatCameBeforeAFailure) {
   const std::pair<int, HResult> failures[] = {{3, HResultFromWin32(8226)}, {50, kAccessDenied}};
   for (const auto& [code, result] : failures) {
-    CannedServer server([&](const Searches& searches) {
-      const int id = searches.back().id;
-      return People(id, "a", 2) + CannedServer::Done(id, code);
-    });
+    CannedServer server(
+        [&](int id, std::size_t) { return People(id, "a", 2) + CannedServer::Done(id, code); });
     EXPECT_EQ(Names(*Search(server, 10), result).size(), 2U);
   }
 }
 
 TEST_F(LdapSearchTest, EndsWhenTheServerGoesAwayInMidPageAndConnectsAnewForTheNextOne) {
-  CannedServer server([](const Searches& searches) {
-    const int id = searches.back().id;
-    if (searches.size() == 1) return People(id, "a", 2) + CannedServer::kClose;
+  CannedServer server([](int id, std::size_t number) {
+    if (number == 1) return People(id, "a", 2) + CannedServer::kClose;
     return Person(id, "b") + CannedServer::Done(id);
   });
   EXPECT_EQ(Names(*Search(server, 10), kServerDown).size(), 2U);
@@ -126,8 +114,7 @@ TEST_F(LdapSearchTest, EndsWhenTheServerGoesAwayInMidPageAndConnectsAnewForTheNe
 }
 
 TEST_F(LdapSearchTest, SkipsReferencesToOtherServers) {
-  CannedServer server([](const Searches& searches) {
-    const int id = searches.back().id;
+  CannedServer server([](int id, std::size_t) {
     return CannedServer::Reference(id) + Person(id, "a") + CannedServer::Reference(id) +
            CannedServer::Done(id);
   });
@@ -135,8 +122,7 @@ TEST_F(LdapSearchTest, SkipsReferencesToOtherServers) {
 }
 
 TEST_F(LdapSearchTest, ReportsADamagedEntry) {
-  CannedServer server([](const Searches& searches) {
-    const int id = searches.back().id;
+  CannedServer server([](int id, std::size_t) {
     return CannedServer::Entry(id, "CN=a,DC=x",
                                "\x30\x05\x04\x02"
                                "cn\x31") +
@@ -150,9 +136,8 @@ TEST_F(LdapSearchTest, ReportsADamagedEntry) {
 }
 
 TEST_F(LdapSearchTest, TellsTheServerWhenNoMoreIsWanted) {
-  CannedServer server([](const Searches& searches) {
-    const int id = searches.back().id;
-    if (searches.size() == 1) return People(id, "a", 3) + CannedServer::DonePage(id, "more");
+  CannedServer server([](int id, std::size_t number) {
+    if (number == 1) return People(id, "a", 3) + CannedServer::DonePage(id, "more");
     return People(id, "b", 3);  // and the end never comes
   });
   auto search = Search(server, 3);
@@ -164,14 +149,16 @@ TEST_F(LdapSearchTest, TellsTheServerWhenNoMoreIsWanted) {
 
 TEST_F(LdapSearchTest, ReadsOfObjectsAreAllSentBeforeTheFirstAnswer) {
   constexpr std::size_t kObjects = 200;
-  CannedServer server([](const Searches& searches) {
+  CannedServer server([&server](int, std::size_t number) {
     std::string answer;
-    if (searches.size() < kObjects) return answer;
-    for (auto search = searches.rbegin(); search != searches.rend(); ++search) {
+    if (number < kObjects) return answer;
+    for (const ReceivedSearch& search : server.received()) {
       // The last component of "CN=17,DC=x" is its number; every fifth object is missing.
-      const int number = std::stoi(search->base.substr(3));
-      if (number % 5 != 0) answer += Person(search->id, std::to_string(number));
-      answer += CannedServer::Done(search->id, number % 5 != 0 ? 0 : 32);
+      const int object = std::stoi(search.base.substr(3));
+      const std::string person = Person(search.id, std::to_string(object));
+      // The one asked for last is answered first.
+      answer.insert(0, object % 5 != 0 ? person + CannedServer::Done(search.id)
+                                       : CannedServer::Done(search.id, 32));
     }
     return answer;
   });
@@ -195,8 +182,8 @@ TEST_F(LdapSearchTest, ReadsOfObjectsAreAllSentBeforeTheFirstAnswer) {
 }
 
 TEST_F(LdapSearchTest, ReadsOfObjectsAllFailWhenTheServerGoesAway) {
-  CannedServer server([](const Searches& searches) {
-    return searches.size() < 10 ? CannedServer::Done(searches.back().id) : CannedServer::kClose;
+  CannedServer server([](int id, std::size_t number) {
+    return number < 10 ? CannedServer::Done(id) : CannedServer::kClose;
   });
   std::vector<std::u16string> paths(300, server.path() + u"CN=a,DC=x");
   std::size_t missing = 0;

@@ -11,16 +11,17 @@ import java.io.StringWriter;
 import java.time.Clock;
 import java.time.Duration;
 import java.time.Instant;
+import java.time.InstantSource;
 import java.time.ZoneOffset;
 import java.util.Arrays;
 import java.util.List;
 import java.util.Map;
+import java.util.stream.Stream;
 import org.apache.commons.csv.CSVFormat;
 import org.apache.commons.csv.CSVRecord;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.params.ParameterizedTest;
 import org.junit.jupiter.params.provider.CsvSource;
-import org.junit.jupiter.params.provider.ValueSource;
 
 class RowWritersTest {
   private static final Clock CLOCK = Clock.fixed(Instant.EPOCH, ZoneOffset.UTC);
@@ -36,27 +37,12 @@ class RowWritersTest {
     return format.open(out, List.of("cn", "description"), FORMATTER, screenWidth, CLOCK);
   }
 
-  @ParameterizedTest
-  @ValueSource(
-      strings = {
-        "=1+1",
-        "+49 30 1234",
-        "-2+3",
-        "@SUM(A1)",
-        "\t=1",
-        "\r=1",
-        "  =1",
-        "＝1",
-        "-cmd|' /C calc'!A0"
-      })
-  void csvDisarmsWhatASpreadsheetWouldRun(String value) {
-    assertEquals("'" + value, CsvRowWriter.safe(value));
-  }
-
-  @ParameterizedTest
-  @ValueSource(strings = {"", "-1", "-9223372036854775808", "a=b", "CN=x,DC=y", "it's", "3-4", " "})
-  void csvLeavesWhatIsHarmless(String value) {
-    assertEquals(value, CsvRowWriter.safe(value));
+  @Test
+  void csvDisarmsWhatASpreadsheetWouldRunAndNothingElse() {
+    Stream.of("=1+1", "+49 30", "-2+3", "@SUM(A1)", "\t=1", "\r=1", "  =1", "＝1", "-cmd|'calc'!A0")
+        .forEach(value -> assertEquals("'" + value, CsvRowWriter.safe(value)));
+    Stream.of("", "-1", "-9223372036854775808", "a=b", "CN=x,DC=y", "it's", "3-4", " ")
+        .forEach(value -> assertEquals(value, CsvRowWriter.safe(value)));
   }
 
   @Test
@@ -68,11 +54,8 @@ class RowWritersTest {
     List<CSVRecord> records =
         CSVFormat.DEFAULT.parse(new StringReader(out.toString())).getRecords();
     assertEquals(
-        List.of("cn,description", "Meyer, \"Zoë\"|two\nlines", "😀|"),
-        List.of(
-            String.join(",", records.get(0).toList()),
-            String.join("|", records.get(1).toList()),
-            String.join("|", records.get(2).toList())));
+        List.of("cn|description", "Meyer, \"Zoë\"|two\nlines", "😀|"),
+        records.stream().map(record -> String.join("|", record.toList())).toList());
   }
 
   @Test
@@ -87,12 +70,9 @@ class RowWritersTest {
       JsonNode parsed = new JsonMapper().readTree(out.toString());
       assertTrue(parsed.isArray());
       assertEquals(count, parsed.size());
-      assertEquals(count == 0 ? null : "{\"cn\":\"\\\"0\\u0000\"}", text(parsed.get(0)));
+      assertEquals(
+          count == 0 ? "null" : "{\"cn\":\"\\\"0\\u0000\"}", String.valueOf(parsed.get(0)));
     }
-  }
-
-  private static String text(JsonNode node) {
-    return node == null ? null : node.toString();
   }
 
   @Test
@@ -128,23 +108,8 @@ class RowWritersTest {
   @Test
   void aTableDoesNotWaitForeverForAScreenful() throws IOException {
     Instant[] now = {Instant.EPOCH};
-    Clock clock =
-        new Clock() {
-          @Override
-          public ZoneOffset getZone() {
-            return ZoneOffset.UTC;
-          }
-
-          @Override
-          public Clock withZone(java.time.ZoneId zone) {
-            return this;
-          }
-
-          @Override
-          public Instant instant() {
-            return now[0];
-          }
-        };
+    InstantSource source = () -> now[0];
+    Clock clock = source.withZone(ZoneOffset.UTC);
     RowWriter table = OutputFormat.TABLE.open(out, List.of("cn"), FORMATTER, 0, clock);
     table.write(row("first", ""));
     now[0] = now[0].plus(Duration.ofSeconds(2));

@@ -34,9 +34,8 @@ record PlainReport(String name, String base, String filter, List<Object> argumen
   private static final Pattern SHORT = Pattern.compile("\\$([A-Z_]+)");
   private static final Pattern DAY = Pattern.compile("\\{([^}]+)}");
 
-  // NAME[@CONTAINER,] ; FILTER [; ARGUMENT]...   {DAY} in a filter is its count of intervals since
-  // 1601, a day in an argument its
-  // milliseconds since 1970.
+  // NAME[@CONTAINER,] ; FILTER [; ARGUMENT]... with {DAY} in a filter for its count of intervals
+  // since 1601, and a day or moment as an argument for its milliseconds since 1970.
   private static final String TABLE =
       """
       GetUsers ; (&$ACCOUNT)
