@@ -1,6 +1,7 @@
 // Many calls at once: each thread runs reports of its own through the whole of the library below
-// the bridge.
+// the bridge, in every way of authentication.
 #include <gtest/gtest.h>
+#include <ldap.h>
 
 #include <array>
 #include <atomic>
@@ -18,13 +19,26 @@ namespace zorvan {
 namespace {
 
 constexpr int kThreads = 16;
-constexpr int kRounds = 3;
+constexpr int kRounds = 8;
 constexpr std::array<std::string_view, 8> kReports = {
     "GetDisabledAccounts", "GetAllGroups",     "GetAllOUs",      "GetAllComputers",
     "GetAllPrinters",      "GetManagedGroups", "GetAllContacts", "GetAllManagerUsers"};
 
+struct Way {
+  std::u16string logonName;
+  std::u16string port;
+};
+
+// By Kerberos, by NTLM, inside TLS, and not at all.
+std::array<Way, 4> Ways() {
+  const std::u16string reader = live::Reader().user;
+  const std::u16string domain = live::TestDomain::Get().Wide("netbiosDomain") + u"\\";
+  return {Way{domain + reader, u""}, Way{u"ELSEWHERE\\" + reader, u""},
+          Way{domain + reader, u":636"}, Way{domain + u"no.such.user", u""}};
+}
+
 // The number of rows of one report, run as one call; -1 when the call ended in errors.
-int RowsOf(std::string_view method) {
+int RowsOf(std::string_view method, const Way& way) {
   const live::TestDomain& domain = live::TestDomain::Get();
   const auto platform = platform::CreatePlatform();
   support::RecordingLog log;
@@ -33,13 +47,11 @@ int RowsOf(std::string_view method) {
   support::RecordingListener listener(handler.keys);
   directory::DomainProperties properties;
   properties.domainName = domain.Wide("dnsDomain");
-  properties.domainControllers.emplace({domain.Wide("host")});
+  properties.domainControllers.emplace({domain.Wide("host") + way.port});
   properties.defaultNamingContext = domain.Wide("baseDn");
   properties.isAuthenticationRequired = u"true";
-  properties.userName = domain.Wide("readerUserName");
-  properties.userDistinguishedName =
-      domain.Wide("netbiosDomain") + u"\\" + domain.Wide("readerUserName");
-  properties.password = domain.Secret("readerPasswordFile");
+  properties.userDistinguishedName = way.logonName;
+  properties.password = live::Reader().password;
   if (!directory::InitializeHandler(handler, properties, errors)) return -1;
 
   const std::vector<std::u16string> attributes = {u"distinguishedName", u"memberOf", u"managedBy",
@@ -50,18 +62,21 @@ int RowsOf(std::string_view method) {
 }
 
 TEST(ConcurrentReports, GiveEveryThreadTheRowsThatItGetsAlone) {
+  const std::array<Way, 4> ways = Ways();
+  ldap_set_option(nullptr, LDAP_OPT_X_TLS_CACERTFILE, live::TestDomain::Get()["caFile"].c_str());
   std::vector<int> alone;
   for (std::string_view report : kReports) {
-    alone.push_back(RowsOf(report));
+    alone.push_back(RowsOf(report, ways[0]));
     ASSERT_GT(alone.back(), 0) << report;
   }
   std::atomic<int> wrong = 0;
   std::vector<std::thread> threads;
-  for (int thread = 0; thread < kThreads; ++thread) {
+  for (std::size_t thread = 0; thread < kThreads; ++thread) {
     threads.emplace_back([&, thread] {
-      for (int round = 0; round < kRounds; ++round) {
-        const auto which = static_cast<std::size_t>(thread + round) % kReports.size();
-        if (RowsOf(kReports[which]) != alone[which]) ++wrong;
+      for (std::size_t round = 0; round < kRounds; ++round) {
+        const std::size_t report = (thread + round) % kReports.size();
+        const std::size_t way = (thread + round / 2) % ways.size();
+        if (RowsOf(kReports[report], ways[way]) != (way == 3 ? -1 : alone[report])) ++wrong;
       }
     });
   }

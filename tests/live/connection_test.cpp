@@ -125,6 +125,10 @@ TEST(Connection, NtlmSpeaksWhereKerberosCannot) {
     ASSERT_EQ(attempt.connection->AwaitMessage(messageId, LDAP_MSG_ALL, *answer.Put()), kOk);
     EXPECT_EQ(ldap_count_entries(handle, answer.get()), 1);
   }
+  // Nor does it where the name is of a domain that the controller does not know.
+  const Attempt elsewhere = TryOpen(Controller(), {u"ELSEWHERE\\" + reader.user, reader.password});
+  ASSERT_EQ(elsewhere.result, kOk) << ToUtf8(elsewhere.error.text);
+  EXPECT_EQ(elsewhere.connection->authentication(), Authentication::kNtlm);
   const Attempt wrong = TryOpen(wall.endpoint(), {reader.user, u"not the password"});
   EXPECT_EQ(wrong.error.code, 1326U);
   EXPECT_EQ(WrongPasswords(), kOne);
@@ -203,7 +207,8 @@ TEST_F(TlsConnection, VerifiedCertificateLetsBothKindsOfBindThrough) {
   Trust(TestDomain::Get()["caFile"]);
   const Identity reader = Reader();
   const Attempt secure = TryOpen(Controller(636), reader.credentials());
-  EXPECT_EQ(secure.result, kOk) << ToUtf8(secure.error.text);
+  ASSERT_EQ(secure.result, kOk) << ToUtf8(secure.error.text);
+  EXPECT_EQ(secure.connection->authentication(), Authentication::kSimple);
   const std::u16string principal = reader.user + u"@" + TestDomain::Get().Wide("dnsDomain");
   const Attempt simple = TryOpen(Controller(636), {principal, reader.password}, kUseEncryption);
   EXPECT_EQ(simple.result, kOk) << ToUtf8(simple.error.text);

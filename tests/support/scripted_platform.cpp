@@ -72,7 +72,7 @@ class ScriptedSearch : public platform::DirectorySearch, private Interface {
   HResult ExecuteSearch(std::u16string_view filter,
                         std::span<const std::u16string_view> attributes) override {
     attributes_.assign(attributes.begin(), attributes.end());
-    script_.searches.push_back({path_, std::u16string(filter), attributes_, preferences_});
+    script_.searches.push_back({std::u16string(filter), attributes_, preferences_});
     next_ = 0;
     const HResult result = script_.Try(Call::kExecute, filter);
     if (!Failed(result)) rows_ = script_.Find(path_, filter);

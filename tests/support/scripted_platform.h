@@ -65,7 +65,6 @@ struct RecordedBind {
 };
 
 struct RecordedSearch {
-  std::u16string path;
   std::u16string filter;
   std::vector<std::u16string> attributes;
   std::vector<std::pair<platform::SearchPreferenceId, std::uint32_t>> preferences;

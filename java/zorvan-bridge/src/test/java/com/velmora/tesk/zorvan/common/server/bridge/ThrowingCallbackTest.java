@@ -9,19 +9,15 @@ import static org.junit.jupiter.api.Assertions.assertTrue;
 import com.velmora.tesk.zorvan.common.server.ADHandler;
 import com.velmora.tesk.zorvan.common.server.DomainSettings;
 import com.velmora.tesk.zorvan.common.server.NativeError;
-import com.velmora.tesk.zorvan.common.server.model.NativeListener;
 import java.util.ArrayList;
-import java.util.List;
 import java.util.Properties;
 import java.util.concurrent.atomic.AtomicInteger;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.function.Executable;
-import org.junit.jupiter.params.ParameterizedTest;
-import org.junit.jupiter.params.provider.CsvSource;
 
 /**
  * Whatever Java code throws while the library calls it reaches the caller, and nothing is called
- * after it.
+ * after it. Listeners that throw are those of a real search (ListenerTest).
  */
 @InBridgeLoader
 class ThrowingCallbackTest {
@@ -30,41 +26,6 @@ class ThrowingCallbackTest {
 
   private void assertThrown(Executable call) {
     assertSame(thrown, assertThrows(IllegalStateException.class, call));
-  }
-
-  @ParameterizedTest
-  @CsvSource({"true, 1", "true, 5", "false, 1", "false, 3"})
-  void listenerEndsTheSearch(boolean inAddRow, int callThatThrows) {
-    AtomicInteger calls = new AtomicInteger();
-    NativeListener listener =
-        new NativeListener() {
-          @Override
-          public void addRow(Properties row) {
-            called(inAddRow);
-          }
-
-          @Override
-          public boolean isCompleted() {
-            called(!inAddRow);
-            return false;
-          }
-
-          private void called(boolean counted) {
-            assertTrue(calls.get() < callThatThrows, "called after it threw");
-            if (counted && calls.incrementAndGet() == callThatThrows) {
-              domain.log.clear();
-              throw thrown;
-            }
-          }
-        };
-    assertThrown(
-        () ->
-            domain
-                .handler()
-                .GetObjects(
-                    domain.settings, "DC=canned", "rows=9", names("cn"), listener, domain.errors));
-    assertEquals(callThatThrows, calls.get(), "calls");
-    assertEquals(List.of(), domain.log, "log lines after the last call");
   }
 
   @Test

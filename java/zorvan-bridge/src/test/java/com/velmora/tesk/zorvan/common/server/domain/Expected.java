@@ -13,6 +13,7 @@ import java.util.HexFormat;
 import java.util.List;
 import java.util.Locale;
 import java.util.Map;
+import java.util.Objects;
 import java.util.Properties;
 import java.util.Set;
 import java.util.TreeMap;
@@ -119,20 +120,12 @@ final class Expected {
 
   /** The object of a distinguished name. */
   Ldif.Entry object(String dn) {
-    Ldif.Entry object = objects.get(dn);
-    if (object == null) {
-      throw new AssertionError("the database has no " + dn);
-    }
-    return object;
+    return Objects.requireNonNull(objects.get(dn), () -> "the database has no " + dn);
   }
 
   /** The object of a logon name. */
   Ldif.Entry account(String name) {
-    Ldif.Entry object = byAccount.get(name);
-    if (object == null) {
-      throw new AssertionError("the database has no " + name);
-    }
-    return object;
+    return Objects.requireNonNull(byAccount.get(name), () -> "the database has no " + name);
   }
 
   /** The values that a row must hold for an attribute: texts or nested properties. */
