@@ -112,6 +112,7 @@ TEST(TerminalServices, OfOthersAreKeptWhenOneIsChanged) {
 TEST(TerminalServices, SetComeBackAfterEncoding) {
   const Values changes = {{Class::kInitialProgram, u"C:\\Tools\\start.exe"},
                           {Class::kWorkingDirectory, u"C:\\\u0411\u044E\u0440\u043E"},
+                          {Class::kProfilePath, u"\\\\dc1\\B\u00FCro\u20AC"},
                           {Class::kHomeDirectoryDrive, u"H:"},
                           {Class::kModemCallbackNumber, u"+49 30"},
                           {Class::kAllowLogon, 0U},
