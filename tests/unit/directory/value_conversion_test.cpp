@@ -84,6 +84,7 @@ TEST(ValueConversion, WritesSidsAndLeavesOutWhatIsNone) {
       {{}, std::nullopt},
       {OctetsOf({1, 0, 0, 0, 0, 0, 0}), std::nullopt},
       {OctetsOf({1, 2, 0, 0, 0, 0, 0, 5, 1, 0, 0, 0}), std::nullopt},
+      {OctetsOf({1, 0, 0, 0, 0, 0, 0, 5, 0}), std::nullopt},
       {OctetsOf({2, 0, 0, 0, 0, 0, 0, 5}), std::nullopt},
       {sixteen, std::nullopt},
   };
@@ -96,6 +97,7 @@ TEST(ValueConversion, WritesOctetsByTheirAttribute) {
   EXPECT_EQ(ConvertOctets(u"SCHEMAIDGUID", Octets(16, std::byte{0xAB})),
             u"{ABABABAB-ABAB-ABAB-ABAB-ABABABABABAB}");
   EXPECT_EQ(ConvertOctets(u"objectGUID", Octets(15)), std::nullopt);
+  EXPECT_EQ(ConvertOctets(u"objectGUID", Octets(17)), std::nullopt);
   EXPECT_EQ(ConvertOctets(u"objectGUID", {}), std::nullopt);
   EXPECT_EQ(ConvertOctets(u"logonHours", Octets(30, std::byte{0xFF})), std::u16string(42, u'f'));
   EXPECT_EQ(ConvertOctets(u"LogonHours", OctetsOf({0x80})), u"80");
