@@ -17,7 +17,9 @@ import java.util.logging.Logger;
  *
  * <ul>
  *   <li><b>Settings</b> come first: a {@link Properties} with the keys of {@link DomainSettings}.
- *       The first controller of its list that accepts the credentials serves the whole call.
+ *       Lists, here and among the other arguments, are {@link ArrayList}; another list counts as
+ *       absent. The first controller of its list that accepts the credentials serves the whole
+ *       call.
  *   <li><b>Rows</b> are handed to the {@link NativeListener} one by one as they arrive. A row is a
  *       {@link Properties} that maps an attribute name, spelled as it was asked for, to an {@link
  *       ArrayList} of its values. Values are text: numbers in decimal, {@code "1"} and {@code "0"}
@@ -26,7 +28,10 @@ import java.util.logging.Logger;
  *       the row. {@code memberOf}, {@code member}, {@code managedBy}, {@code authOrig} and {@code
  *       unauthOrig} hold nested {@link Properties} with {@code distinguishedName}, {@code cn} and
  *       {@code objectGUID} in place of texts; {@code manager}, {@code publicDelegates} and {@code
- *       altRecipient} hold the common name of the object that they point to.
+ *       altRecipient} hold the common name of the object that they point to. {@code memberOf} ends
+ *       with the account's primary group, which the directory leaves out of the attribute, and
+ *       {@code member} takes in the accounts whose primary group it is. Of octets other than SIDs,
+ *       GUIDs and {@code logonHours} the list is empty.
  *   <li><b>Ending early</b>: when {@link NativeListener#isCompleted()} answers true the call ends
  *       after the row in hand. An exception that the listener throws ends it too and reaches the
  *       caller.
