@@ -31,6 +31,7 @@ inline constexpr HResult kPropertyNotFound = MakeHResult(0x8000500DU);  // E_ADS
 inline constexpr HResult kColumnNotSet = MakeHResult(0x80005010U);      // E_ADS_COLUMN_NOT_SET
 inline constexpr HResult kInvalidFilter = MakeHResult(0x80005014U);     // E_ADS_INVALID_FILTER
 inline constexpr HResult kAccessDenied = MakeHResult(0x80070005U);
+inline constexpr HResult kNoLogonSession = MakeHResult(0x80070520U);  // ERROR_NO_SUCH_LOGON_SESSION
 inline constexpr HResult kLogonFailure = MakeHResult(0x8007052EU);
 inline constexpr HResult kServerDown = MakeHResult(0x8007203AU);
 inline constexpr HResult kNoReadPermission = MakeHResult(0x8007200AU);

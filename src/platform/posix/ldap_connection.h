@@ -65,7 +65,8 @@ class LdapConnection {
   //
   // On failure connection stays empty and error has the reason: kServerDown for a host that is
   // unknown, refuses, keeps silent or fails the TLS handshake; kLogonFailure with the Win32 code of
-  // the reason (1331: disabled) for a refused logon.
+  // the reason (1331: disabled) for a refused logon; kNoLogonSession when nobody is named and the
+  // process has no Kerberos identity.
   static HResult Open(const Endpoint& endpoint, const Credentials& credentials, std::uint32_t flags,
                       std::unique_ptr<LdapConnection>& connection, ExtendedError& error,
                       const TimeLimits& limits = {});

@@ -27,7 +27,7 @@ bool IsSame(const std::optional<SecretText>& kept,
 }
 
 bool IsAnswerForTheCall(HResult failure) {
-  return failure == kServerDown || failure == kLogonFailure ||
+  return failure == kServerDown || failure == kLogonFailure || failure == kNoLogonSession ||
          failure == HResultFromWin32(1460);  // ERROR_TIMEOUT
 }
 

@@ -48,6 +48,7 @@ constexpr MessageText kWin32Texts[] = {
     {1223, "The operation was given up by the user."},
     {1225, "The remote computer refused the connection."},
     {1311, "No domain controller is available to process the logon."},
+    {1312, "This process has no logon session that the server accepts."},
     {1314, "The client lacks a privilege that this needs."},
     {1317, "The account does not exist."},
     {1323, "The password cannot be changed: the current one is not correct."},

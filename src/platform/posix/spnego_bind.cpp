@@ -157,7 +157,6 @@ SpnegoOutcome BindWithTicket(const KerberosCredentials& credentials, const BindE
 SpnegoOutcome BindAsProcess(const std::vector<std::string>& services, const std::string& realm,
                             MessageLayers layers, const BindExchange& exchange,
                             ExtendedError& error) {
-  constexpr Win32Code kNoSuchLogonSession = 1312;
   gss_OID_set_desc spnego{1, &spnegoMechanism};
   GssCredential credential;
   OM_uint32 minor = 0;
@@ -174,7 +173,9 @@ SpnegoOutcome BindAsProcess(const std::vector<std::string>& services, const std:
       if (!outcome.nothingSent) return outcome;
     }
   }
-  error.code = kNoSuchLogonSession;
+  // Nobody gave a name or a password that could be wrong.
+  outcome.result = kNoLogonSession;
+  error.code = Bits(kNoLogonSession) & 0xFFFFU;
   error.text.insert(0, u"This process has no Kerberos identity for the server: ");
   return outcome;
 }

@@ -43,6 +43,7 @@ SpnegoOutcome BindWithTicket(const KerberosCredentials& credentials, const BindE
 
 // With the identity of the process, its ticket cache and Kerberos configuration. The first of the
 // service names ("ldap/dc1.example.test") that its realm knows is used; realm may be empty.
+// kNoLogonSession when the process has none that will do.
 SpnegoOutcome BindAsProcess(const std::vector<std::string>& services, const std::string& realm,
                             MessageLayers layers, const BindExchange& exchange,
                             ExtendedError& error);
