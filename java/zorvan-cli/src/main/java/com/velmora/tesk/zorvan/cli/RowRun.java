@@ -26,6 +26,7 @@ final class RowRun {
   private final RowStream stream;
   private final NativeError errors = new NativeError();
   private final long start;
+  private final MessageLog log;
   private List<MessageLog.Failure> loggedFailures = List.of();
   private Optional<Throwable> thrown = Optional.empty();
   private Optional<Path> partial = Optional.empty();
@@ -45,6 +46,7 @@ final class RowRun {
     this.interruption = interruption;
     this.options = options;
     this.messages = surroundings.messages();
+    this.log = new MessageLog(messages, options.logLevel());
     this.start = surroundings.clock().millis();
     this.rowsOnTerminal = surroundings.outputIsTerminal() && options.out == null;
     ValueFormatter formatter = new ValueFormatter(options.raw, options.zone());
@@ -100,7 +102,6 @@ final class RowRun {
   }
 
   private void call(Call call, boolean failuresAreLogged) {
-    MessageLog log = new MessageLog(messages, options.logLevel());
     LogSink before = ADHandler.setLogSink(log);
     try {
       call.run(stream, errors);
@@ -163,6 +164,10 @@ final class RowRun {
     ErrorTexts texts = new ErrorTexts();
     errors.entries().forEach(entry -> messages.println(texts.describe(entry)));
     loggedFailures.forEach(failure -> messages.println(texts.describe(failure)));
+    if (stream.rows() == 0 && !(errors.isEmpty() && loggedFailures.isEmpty())) {
+      // Once there are rows, these tell of one object among many.
+      log.details().forEach(detail -> messages.println("  " + detail));
+    }
     thrown.ifPresent(e -> messages.println("error: " + describe(e)));
     stream
         .failure()

@@ -238,6 +238,36 @@ class CommandLineTest {
   }
 
   @Test
+  void whatTheLogSaysOfAnErrorIsShownBeneathIt() {
+    source.plays(
+        (listener, errors) -> {
+          ADHandler.log(1, "The directory said: down1: Connection refused (203a)");
+          errors.setErrorList("x", "SEVERE", "8007052e", "halden.k", null);
+          ADHandler.log(1, "The directory said: The account is disabled. (533)\n");
+        });
+    assertEquals(1, report("GetUsers"));
+    assertTrue(said().endsWith("wrong\n  reason The account is disabled. (533)\n"), said());
+    source.plays(
+        (listener, errors) -> {
+          ADHandler.log(1, "The directory said: down1: Connection refused (203a)");
+          ADHandler.log(1, "ValidDC 1.dc1");
+          errors.setErrorList("x", "SEVERE", "80072030", "halden.k", null);
+          ADHandler.log(
+              1, "Object Bind Failed,bind str: LDAP://dc1/OU=a,DC=b,error code: 80072030");
+        });
+    assertEquals(1, report("GetUsers"));
+    assertTrue(said().endsWith("not exist\n  path LDAP://dc1/OU=a,DC=b\n"), said());
+    source.plays(
+        (listener, errors) -> {
+          listener.addRow(ScriptedSource.row("a"));
+          ADHandler.log(1, "The directory said: the manager of one row is gone (2030)");
+          errors.setErrorList("x", "WARNING", "8007203a", "halden.k", null);
+        });
+    assertEquals(3, report("GetUsers"));
+    assertFalse(said().contains("the manager of one row"), said());
+  }
+
+  @Test
   void anErrorAfterRowsOrAWarningMeansPartly() {
     source.plays(
         (listener, errors) -> {
