@@ -6,6 +6,8 @@ import java.io.OutputStream;
 import java.io.OutputStreamWriter;
 import java.io.Writer;
 import java.nio.charset.StandardCharsets;
+import java.nio.file.AccessDeniedException;
+import java.nio.file.FileSystemException;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.nio.file.StandardCopyOption;
@@ -44,10 +46,20 @@ final class OutputTarget {
     if (Files.exists(file) && !Files.isRegularFile(file)) {
       return new OutputTarget(Files.newOutputStream(file, StandardOpenOption.WRITE), null, null);
     }
+    Path folder = file.getParent();
+    if (!Files.isDirectory(folder)) {
+      throw new IOException("the folder " + folder + " does not exist");
+    }
     Path written =
         file.resolveSibling(
             "." + file.getFileName() + "." + ProcessHandle.current().pid() + ".unfinished");
-    return new OutputTarget(Files.newOutputStream(written), file, written);
+    try {
+      return new OutputTarget(Files.newOutputStream(written), file, written);
+    } catch (FileSystemException e) {
+      // Its message begins with a name that nobody gave.
+      String reason = e instanceof AccessDeniedException ? "access is denied" : e.getReason();
+      throw new IOException(reason + " (in the folder " + folder + ")", e);
+    }
   }
 
   Writer writer() {
