@@ -299,6 +299,25 @@ class CommandLineTest {
   }
 
   @Test
+  void aServerOrDomainThatCannotBeOneIsWrongUsage() {
+    for (String server : List.of("", " ", "ldap://dc1", "dc1/OU=x")) {
+      assertEquals(2, zorvan("search", "(cn=*)", "-d", "example.com", "-s", server));
+      assertTrue(said().contains("error: \"" + server + "\" is not the name of a host"), said());
+    }
+    assertEquals(2, report("GetUsers", "--gc", "ldap://gc1"));
+    assertEquals(2, zorvan("search", "(cn=*)", "-d", "", "-s", "dc1"));
+    source.plays((listener, errors) -> errors.setErrorList("x", "SEVERE", "5", "halden.k", null));
+    assertEquals(1, report("GetUsers"));
+    assertFalse(said().contains("NetBIOS"), said());
+    assertEquals(1, zorvan("search", "(cn=*)", "-d", "EXAMPLE", "-s", "dc1"));
+    assertTrue(
+        said()
+            .endsWith(
+                "\n  --domain wants the DNS name, such as corp.example.com; \"EXAMPLE\" may be the NetBIOS name\n"),
+        said());
+  }
+
+  @Test
   void aLibraryThatCannotBeLoadedIsAFailureWithItsReason() {
     source.plays(
         (listener, errors) -> {
@@ -333,7 +352,9 @@ class CommandLineTest {
     try (Stream<Path> files = Files.list(folder)) {
       assertEquals(2, files.count(), "nothing unfinished is left lying about");
     }
-    assertEquals(1, report("GetUsers", "--out", folder.resolve("none/x").toString()));
+    Path none = folder.resolve("none");
+    assertEquals(1, report("GetUsers", "--out", none.resolve("x").toString()));
+    assertTrue(said().endsWith(": the folder " + none + " does not exist\n"), said());
   }
 
   private static String read(Path file) {
@@ -375,7 +396,8 @@ class CommandLineTest {
     assertEquals("anna@example.com", source.settings.get("USER_DISTINGUISHED_NAME"));
     assertEquals("true", source.settings.get("IS_AUTHENTICATION_REQUIRED"));
     Path file = Files.writeString(folder.resolve("secret"), "s3cret\n");
-    assertEquals(0, report("GetUsers", "-u", "EX\\anna", "--password-file", file.toString()));
+    assertEquals(0, report("GetUsers", "-u", "EX\\anna", "--password-file", file.toString(), "-q"));
+    assertFalse(said().contains("warning"), said());
     assertEquals("s3cret", source.settings.get("PASSWORD"));
     assertFalse((out() + messages).contains("s3cret"));
     input = "\n";
