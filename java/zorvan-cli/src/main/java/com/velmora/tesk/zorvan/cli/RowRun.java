@@ -56,7 +56,7 @@ final class RowRun {
     boolean showProgress = surroundings.messagesAreTerminal() && !rowsOnTerminal && !options.quiet;
     this.target =
         options.out == null
-            ? OutputTarget.standardOutput(surroundings.output())
+            ? OutputTarget.standardOutput(surroundings)
             : OutputTarget.file(options.out);
     this.writer =
         options.format.open(

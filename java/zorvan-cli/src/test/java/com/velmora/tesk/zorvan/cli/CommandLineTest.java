@@ -14,6 +14,7 @@ import java.io.OutputStream;
 import java.io.PrintWriter;
 import java.io.StringWriter;
 import java.io.UncheckedIOException;
+import java.nio.charset.Charset;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
@@ -44,6 +45,7 @@ class CommandLineTest {
   private final Interruption interruption = new Interruption();
   private final ScriptedSource source = new ScriptedSource();
   private OutputStream output = bytes;
+  private Charset outputCharset = StandardCharsets.UTF_8;
   private String input = "";
 
   private int zorvan(String... arguments) {
@@ -51,6 +53,7 @@ class CommandLineTest {
         new Surroundings(
             new ByteArrayInputStream(input.getBytes(StandardCharsets.UTF_8)),
             output,
+            outputCharset,
             new PrintWriter(messages, true),
             false,
             false,
@@ -355,6 +358,17 @@ class CommandLineTest {
     Path none = folder.resolve("none");
     assertEquals(1, report("GetUsers", "--out", none.resolve("x").toString()));
     assertTrue(said().endsWith(": the folder " + none + " does not exist\n"), said());
+  }
+
+  @Test
+  void theTerminalsCharacterSetIsForStandardOutputAlone() {
+    outputCharset = StandardCharsets.ISO_8859_1;
+    source.plays((listener, errors) -> listener.addRow(ScriptedSource.row("Zoë")));
+    assertEquals(0, report("GetUsers", "-a", "cn", "-f", "csv"));
+    assertEquals("cn\nZoë\n", bytes.toString(StandardCharsets.ISO_8859_1));
+    Path file = folder.resolve("users.csv");
+    assertEquals(0, report("GetUsers", "-a", "cn", "-f", "csv", "-o", file.toString()));
+    assertEquals("cn\nZoë\n", read(file));
   }
 
   private static String read(Path file) {
