@@ -27,6 +27,21 @@ record Connection(Properties settings, List<String> servers, Optional<String> ba
     return base.orElseGet(() -> settings.getProperty(DomainSettings.CONFIGURATION_NAMING_CONTEXT));
   }
 
+  /** What is probably wrong with these settings when a call fails, if anything. */
+  Optional<String> doubt() {
+    return doubtOf(settings.getProperty(DomainSettings.DOMAIN_NAME));
+  }
+
+  /** What is probably wrong with the name of a domain that cannot be used, if anything. */
+  static Optional<String> doubtOf(String domain) {
+    return domain.contains(".")
+        ? Optional.empty()
+        : Optional.of(
+            "--domain wants the DNS name, such as corp.example.com; \""
+                + domain
+                + "\" may be the NetBIOS name");
+  }
+
   @Override
   public void close() {
     settings.remove(DomainSettings.PASSWORD);

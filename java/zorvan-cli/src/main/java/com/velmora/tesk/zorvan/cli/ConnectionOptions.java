@@ -94,9 +94,10 @@ final class ConnectionOptions {
    * Completes the options from the profile, asks for the password if need be, and makes the
    * settings.
    *
+   * @param quiet whether warnings are kept back
    * @throws UsageException when something is missing or cannot be right
    */
-  Connection open(Surroundings surroundings) {
+  Connection open(Surroundings surroundings, boolean quiet) {
     Profile kept = Profile.read(surroundings.configuration(), Optional.ofNullable(profile));
     Optional<String> who = Optional.ofNullable(user).or(() -> kept.get("user"));
     String dnsDomain = dnsDomain(kept, who);
@@ -105,7 +106,7 @@ final class ConnectionOptions {
     DomainSettings settings =
         DomainSettings.ofDomain(dnsDomain)
             .controllers(hosts)
-            .globalCatalogues(globalCatalogues.isEmpty() ? kept.list("gc") : globalCatalogues);
+            .globalCatalogues(hosts("gc", globalCatalogues, kept));
     Optional.ofNullable(forest).or(() -> kept.get("forest")).ifPresent(settings::forest);
     Optional<String> before = Optional.ofNullable(userDomain).or(() -> kept.get("user-domain"));
     before.ifPresent(settings::userDomain);
@@ -117,7 +118,7 @@ final class ConnectionOptions {
       return new Connection(settings.toProperties(), hosts, start);
     }
     String name = logonName(who.get(), dnsDomain, before.isPresent());
-    char[] secret = secret(surroundings, kept, name);
+    char[] secret = secret(new PasswordInput(surroundings, quiet), kept, name);
     try {
       return new Connection(settings.user(name, secret).toProperties(), hosts, start);
     } finally {
@@ -134,19 +135,38 @@ final class ConnectionOptions {
                 () ->
                     new UsageException("Which domain? Give --domain, or a profile that names it."));
     if (!DNS_NAME.matcher(name).matches()) {
-      throw new UsageException("\"" + name + "\" is not the DNS name of a domain.");
+      throw new UsageException(
+          "\"" + name + "\" is not the DNS name of a domain, such as corp.example.com.");
     }
     return name;
   }
 
   private List<String> hosts(Profile kept, String dnsDomain) {
-    List<String> hosts = servers.isEmpty() ? kept.list("server") : servers;
+    List<String> hosts = hosts("server", servers, kept);
     if (hosts.isEmpty()) {
       hosts = ControllerDiscovery.controllersOf(dnsDomain);
     }
     if (hosts.isEmpty()) {
       throw new UsageException(
-          "The DNS names no domain controller of " + dnsDomain + ". Give one with --server.");
+          "The DNS names no domain controller of "
+              + dnsDomain
+              + ". Give one with --server."
+              + Connection.doubtOf(dnsDomain).map(doubt -> "\n  " + doubt).orElse(""));
+    }
+    return hosts;
+  }
+
+  private static List<String> hosts(String option, List<String> given, Profile kept) {
+    List<String> hosts = given.isEmpty() ? kept.list(option) : given;
+    for (String host : hosts) {
+      if (host.isBlank() || host.indexOf('/') >= 0) {
+        throw new UsageException(
+            "\""
+                + host
+                + "\" is not the name of a host. --"
+                + option
+                + " wants one, or an address.");
+      }
     }
     return hosts;
   }
@@ -164,8 +184,7 @@ final class ConnectionOptions {
     return name + "@" + dnsDomain;
   }
 
-  private char[] secret(Surroundings surroundings, Profile kept, String name) {
-    PasswordInput input = new PasswordInput(surroundings);
+  private char[] secret(PasswordInput input, Profile kept, String name) {
     if (password.standardInput) {
       return input.fromStandardInput();
     }

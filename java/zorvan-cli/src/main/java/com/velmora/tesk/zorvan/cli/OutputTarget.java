@@ -5,7 +5,10 @@ import java.io.IOException;
 import java.io.OutputStream;
 import java.io.OutputStreamWriter;
 import java.io.Writer;
+import java.nio.charset.Charset;
 import java.nio.charset.StandardCharsets;
+import java.nio.file.AccessDeniedException;
+import java.nio.file.FileSystemException;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.nio.file.StandardCopyOption;
@@ -24,15 +27,14 @@ final class OutputTarget {
   private final Path file;
   private final Path written;
 
-  private OutputTarget(OutputStream stream, Path file, Path written) {
-    this.writer =
-        new BufferedWriter(new OutputStreamWriter(stream, StandardCharsets.UTF_8), 1 << 16);
+  private OutputTarget(OutputStream stream, Charset charset, Path file, Path written) {
+    this.writer = new BufferedWriter(new OutputStreamWriter(stream, charset), 1 << 16);
     this.file = file;
     this.written = written;
   }
 
-  static OutputTarget standardOutput(OutputStream output) {
-    return new OutputTarget(output, null, null);
+  static OutputTarget standardOutput(Surroundings surroundings) {
+    return new OutputTarget(surroundings.output(), surroundings.outputCharset(), null, null);
   }
 
   /** A file; devices and pipes are written to as they are. */
@@ -42,12 +44,26 @@ final class OutputTarget {
       throw new IOException(named + " is a folder");
     }
     if (Files.exists(file) && !Files.isRegularFile(file)) {
-      return new OutputTarget(Files.newOutputStream(file, StandardOpenOption.WRITE), null, null);
+      OutputStream device = Files.newOutputStream(file, StandardOpenOption.WRITE);
+      return new OutputTarget(device, StandardCharsets.UTF_8, null, null);
+    }
+    Path folder = file.getParent();
+    if (!Files.isDirectory(folder)) {
+      throw new IOException("the folder " + folder + " does not exist");
     }
     Path written =
         file.resolveSibling(
             "." + file.getFileName() + "." + ProcessHandle.current().pid() + ".unfinished");
-    return new OutputTarget(Files.newOutputStream(written), file, written);
+    try {
+      return new OutputTarget(
+          Files.newOutputStream(written), StandardCharsets.UTF_8, file, written);
+    } catch (FileSystemException e) {
+      // Its message begins with a name that nobody gave.
+      String otherwise =
+          e instanceof AccessDeniedException ? "access is denied" : "no file can be made";
+      String reason = Optional.ofNullable(e.getReason()).orElse(otherwise);
+      throw new IOException(reason + " (in the folder " + folder + ")", e);
+    }
   }
 
   Writer writer() {

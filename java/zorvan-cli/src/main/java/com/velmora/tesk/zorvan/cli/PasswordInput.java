@@ -30,9 +30,14 @@ final class PasswordInput {
       PosixFilePermissions.fromString("---rwxrwx");
 
   private final Surroundings surroundings;
+  private final boolean quiet;
 
-  PasswordInput(Surroundings surroundings) {
+  /**
+   * @param quiet whether warnings are kept back
+   */
+  PasswordInput(Surroundings surroundings, boolean quiet) {
     this.surroundings = surroundings;
+    this.quiet = quiet;
   }
 
   /** The first line of a file. A warning is given when others can read it. */
@@ -70,8 +75,8 @@ final class PasswordInput {
                 new UsageException(
                     "A password is needed for "
                         + user
-                        + ", and there is no terminal to ask at. Use --password-file FILE or"
-                        + " --password-stdin.")),
+                        + ", and there is no terminal to ask at (on Windows, not when output goes"
+                        + " elsewhere). Use --password-file FILE or --password-stdin.")),
         "the terminal");
   }
 
@@ -113,7 +118,7 @@ final class PasswordInput {
   }
 
   private void warnIfOthersCanRead(Path file) throws IOException {
-    if (!Files.getFileStore(file).supportsFileAttributeView("posix")) {
+    if (quiet || !Files.getFileStore(file).supportsFileAttributeView("posix")) {
       return;
     }
     Set<PosixFilePermission> permissions = Files.getPosixFilePermissions(file);

@@ -79,7 +79,7 @@ final class ReportCommand implements Callable<Integer> {
     arguments.parse(report, parameters, Optional.of("any"));
     AttributeSelection selection = AttributeSelection.of(output.columns(report.defaultColumns()));
     output.mostRows();
-    try (Connection open = connection.open(surroundings)) {
+    try (Connection open = connection.open(surroundings, output.quiet)) {
       List<Object> values =
           arguments.parse(report, parameters, open.servers().stream().findFirst());
       String base = report.name().equals(SUBNETS) ? open.configurationBase() : open.domainBase();
@@ -88,6 +88,7 @@ final class ReportCommand implements Callable<Integer> {
           interruption,
           output,
           selection.columns(),
+          open.doubt(),
           false,
           (listener, errors) ->
               source.report(

@@ -53,7 +53,7 @@ final class ReportsCommand implements Callable<Integer> {
   @Override
   public Integer call() throws IOException {
     ReportCatalogue reports = catalogue.get();
-    OutputTarget target = OutputTarget.standardOutput(surroundings.output());
+    OutputTarget target = OutputTarget.standardOutput(surroundings);
     if (name != null) {
       target.writer().write(description(ReportCommand.find(reports, name)));
     } else {

@@ -26,6 +26,8 @@ final class RowRun {
   private final RowStream stream;
   private final NativeError errors = new NativeError();
   private final long start;
+  private final Optional<String> doubt;
+  private final MessageLog log;
   private List<MessageLog.Failure> loggedFailures = List.of();
   private Optional<Throwable> thrown = Optional.empty();
   private Optional<Path> partial = Optional.empty();
@@ -39,19 +41,22 @@ final class RowRun {
       Surroundings surroundings,
       Interruption interruption,
       OutputOptions options,
-      List<String> columns)
+      List<String> columns,
+      Optional<String> doubt)
       throws IOException {
     this.surroundings = surroundings;
     this.interruption = interruption;
     this.options = options;
+    this.doubt = doubt;
     this.messages = surroundings.messages();
+    this.log = new MessageLog(messages, options.logLevel());
     this.start = surroundings.clock().millis();
     this.rowsOnTerminal = surroundings.outputIsTerminal() && options.out == null;
     ValueFormatter formatter = new ValueFormatter(options.raw, options.zone());
     boolean showProgress = surroundings.messagesAreTerminal() && !rowsOnTerminal && !options.quiet;
     this.target =
         options.out == null
-            ? OutputTarget.standardOutput(surroundings.output())
+            ? OutputTarget.standardOutput(surroundings)
             : OutputTarget.file(options.out);
     this.writer =
         options.format.open(
@@ -73,6 +78,7 @@ final class RowRun {
    * Runs the call to its end.
    *
    * @param columns what is shown of each row
+   * @param doubt what is probably wrong when the call fails, if anything
    * @param failuresAreLogged whether the call tells of its failures in the log alone
    * @return the exit code
    */
@@ -81,11 +87,12 @@ final class RowRun {
       Interruption interruption,
       OutputOptions options,
       List<String> columns,
+      Optional<String> doubt,
       boolean failuresAreLogged,
       Call call) {
     RowRun run;
     try {
-      run = new RowRun(surroundings, interruption, options, columns);
+      run = new RowRun(surroundings, interruption, options, columns, doubt);
     } catch (IOException e) {
       surroundings
           .messages()
@@ -100,7 +107,6 @@ final class RowRun {
   }
 
   private void call(Call call, boolean failuresAreLogged) {
-    MessageLog log = new MessageLog(messages, options.logLevel());
     LogSink before = ADHandler.setLogSink(log);
     try {
       call.run(stream, errors);
@@ -163,6 +169,11 @@ final class RowRun {
     ErrorTexts texts = new ErrorTexts();
     errors.entries().forEach(entry -> messages.println(texts.describe(entry)));
     loggedFailures.forEach(failure -> messages.println(texts.describe(failure)));
+    if (stream.rows() == 0 && !(errors.isEmpty() && loggedFailures.isEmpty())) {
+      // Once there are rows, these tell of one object among many.
+      log.details().forEach(detail -> messages.println("  " + detail));
+      doubt.ifPresent(text -> messages.println("  " + text));
+    }
     thrown.ifPresent(e -> messages.println("error: " + describe(e)));
     stream
         .failure()

@@ -46,12 +46,13 @@ final class SearchCommand implements Callable<Integer> {
     AttributeSelection selection = AttributeSelection.of(output.columns(COLUMNS));
     output.mostRows();
     output.zone();
-    try (Connection open = connection.open(surroundings)) {
+    try (Connection open = connection.open(surroundings, output.quiet)) {
       return RowRun.run(
           surroundings,
           interruption,
           output,
           selection.columns(),
+          open.doubt(),
           true,
           (listener, errors) ->
               source.search(

@@ -1,10 +1,13 @@
 package com.velmora.tesk.zorvan.cli;
 
+import java.io.Console;
 import java.io.FileDescriptor;
 import java.io.FileOutputStream;
 import java.io.InputStream;
 import java.io.OutputStream;
 import java.io.PrintWriter;
+import java.nio.charset.Charset;
+import java.nio.charset.StandardCharsets;
 import java.nio.file.Path;
 import java.time.Clock;
 
@@ -13,6 +16,7 @@ import java.time.Clock;
  *
  * @param input standard input
  * @param output standard output, unbuffered; unlike {@code System.out} it reports failures
+ * @param outputCharset how text is written to standard output
  * @param messages standard error
  * @param outputIsTerminal whether standard output goes to a terminal
  * @param messagesAreTerminal whether standard error goes to a terminal
@@ -23,6 +27,7 @@ import java.time.Clock;
 record Surroundings(
     InputStream input,
     OutputStream output,
+    Charset outputCharset,
     PrintWriter messages,
     boolean outputIsTerminal,
     boolean messagesAreTerminal,
@@ -37,13 +42,23 @@ record Surroundings(
   private static final String COLUMNS = "zorvan.terminal.columns";
 
   static Surroundings ofProcess() {
-    boolean console = System.console() != null;
+    Console console = System.console();
+    boolean outputIsTerminal = flag(OUTPUT_TERMINAL, console != null);
+    boolean messagesAreTerminal = flag(MESSAGES_TERMINAL, console != null);
+    // A terminal shows its own character set alone; what goes elsewhere is UTF-8 on every system.
+    Charset terminal =
+        console != null
+            ? console.charset()
+            : Charset.forName(System.getProperty("native.encoding"));
+    Charset output = outputIsTerminal ? terminal : StandardCharsets.UTF_8;
+    Charset messages = messagesAreTerminal ? terminal : StandardCharsets.UTF_8;
     return new Surroundings(
         System.in,
         new FileOutputStream(FileDescriptor.out),
-        new PrintWriter(System.err, true),
-        flag(OUTPUT_TERMINAL, console),
-        flag(MESSAGES_TERMINAL, console),
+        output,
+        new PrintWriter(System.err, true, messages),
+        outputIsTerminal,
+        messagesAreTerminal,
         Integer.getInteger(COLUMNS, 0),
         Path.of(System.getProperty("user.home"), ".config", "zorvan"),
         Clock.systemUTC());

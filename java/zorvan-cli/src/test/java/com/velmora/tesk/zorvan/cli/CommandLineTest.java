@@ -14,6 +14,7 @@ import java.io.OutputStream;
 import java.io.PrintWriter;
 import java.io.StringWriter;
 import java.io.UncheckedIOException;
+import java.nio.charset.Charset;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
@@ -44,6 +45,7 @@ class CommandLineTest {
   private final Interruption interruption = new Interruption();
   private final ScriptedSource source = new ScriptedSource();
   private OutputStream output = bytes;
+  private Charset outputCharset = StandardCharsets.UTF_8;
   private String input = "";
 
   private int zorvan(String... arguments) {
@@ -51,6 +53,7 @@ class CommandLineTest {
         new Surroundings(
             new ByteArrayInputStream(input.getBytes(StandardCharsets.UTF_8)),
             output,
+            outputCharset,
             new PrintWriter(messages, true),
             false,
             false,
@@ -238,6 +241,36 @@ class CommandLineTest {
   }
 
   @Test
+  void whatTheLogSaysOfAnErrorIsShownBeneathIt() {
+    source.plays(
+        (listener, errors) -> {
+          ADHandler.log(1, "The directory said: down1: Connection refused (203a)");
+          errors.setErrorList("x", "SEVERE", "8007052e", "halden.k", null);
+          ADHandler.log(1, "The directory said: The account is disabled. (533)\n");
+        });
+    assertEquals(1, report("GetUsers"));
+    assertTrue(said().endsWith("wrong\n  reason The account is disabled. (533)\n"), said());
+    source.plays(
+        (listener, errors) -> {
+          ADHandler.log(1, "The directory said: down1: Connection refused (203a)");
+          ADHandler.log(1, "ValidDC 1.dc1");
+          errors.setErrorList("x", "SEVERE", "80072030", "halden.k", null);
+          ADHandler.log(
+              1, "Object Bind Failed,bind str: LDAP://dc1/OU=a,DC=b,error code: 80072030");
+        });
+    assertEquals(1, report("GetUsers"));
+    assertTrue(said().endsWith("not exist\n  path LDAP://dc1/OU=a,DC=b\n"), said());
+    source.plays(
+        (listener, errors) -> {
+          listener.addRow(ScriptedSource.row("a"));
+          ADHandler.log(1, "The directory said: the manager of one row is gone (2030)");
+          errors.setErrorList("x", "WARNING", "8007203a", "halden.k", null);
+        });
+    assertEquals(3, report("GetUsers"));
+    assertFalse(said().contains("the manager of one row"), said());
+  }
+
+  @Test
   void anErrorAfterRowsOrAWarningMeansPartly() {
     source.plays(
         (listener, errors) -> {
@@ -266,6 +299,25 @@ class CommandLineTest {
     assertEquals("(cn=*)", source.filter);
     source.plays(ScriptedSource.rows(0));
     assertEquals(0, zorvan(arguments), "a search that finds nothing is fine");
+  }
+
+  @Test
+  void aServerOrDomainThatCannotBeOneIsWrongUsage() {
+    for (String server : List.of("", " ", "ldap://dc1", "dc1/OU=x")) {
+      assertEquals(2, zorvan("search", "(cn=*)", "-d", "example.com", "-s", server));
+      assertTrue(said().contains("error: \"" + server + "\" is not the name of a host"), said());
+    }
+    assertEquals(2, report("GetUsers", "--gc", "ldap://gc1"));
+    assertEquals(2, zorvan("search", "(cn=*)", "-d", "", "-s", "dc1"));
+    source.plays((listener, errors) -> errors.setErrorList("x", "SEVERE", "5", "halden.k", null));
+    assertEquals(1, report("GetUsers"));
+    assertFalse(said().contains("NetBIOS"), said());
+    assertEquals(1, zorvan("search", "(cn=*)", "-d", "EXAMPLE", "-s", "dc1"));
+    assertTrue(
+        said()
+            .endsWith(
+                "\n  --domain wants the DNS name, such as corp.example.com; \"EXAMPLE\" may be the NetBIOS name\n"),
+        said());
   }
 
   @Test
@@ -303,7 +355,20 @@ class CommandLineTest {
     try (Stream<Path> files = Files.list(folder)) {
       assertEquals(2, files.count(), "nothing unfinished is left lying about");
     }
-    assertEquals(1, report("GetUsers", "--out", folder.resolve("none/x").toString()));
+    Path none = folder.resolve("none");
+    assertEquals(1, report("GetUsers", "--out", none.resolve("x").toString()));
+    assertTrue(said().endsWith(": the folder " + none + " does not exist\n"), said());
+  }
+
+  @Test
+  void theTerminalsCharacterSetIsForStandardOutputAlone() {
+    outputCharset = StandardCharsets.ISO_8859_1;
+    source.plays((listener, errors) -> listener.addRow(ScriptedSource.row("Zoë")));
+    assertEquals(0, report("GetUsers", "-a", "cn", "-f", "csv"));
+    assertEquals("cn\nZoë\n", bytes.toString(StandardCharsets.ISO_8859_1));
+    Path file = folder.resolve("users.csv");
+    assertEquals(0, report("GetUsers", "-a", "cn", "-f", "csv", "-o", file.toString()));
+    assertEquals("cn\nZoë\n", read(file));
   }
 
   private static String read(Path file) {
@@ -345,7 +410,8 @@ class CommandLineTest {
     assertEquals("anna@example.com", source.settings.get("USER_DISTINGUISHED_NAME"));
     assertEquals("true", source.settings.get("IS_AUTHENTICATION_REQUIRED"));
     Path file = Files.writeString(folder.resolve("secret"), "s3cret\n");
-    assertEquals(0, report("GetUsers", "-u", "EX\\anna", "--password-file", file.toString()));
+    assertEquals(0, report("GetUsers", "-u", "EX\\anna", "--password-file", file.toString(), "-q"));
+    assertFalse(said().contains("warning"), said());
     assertEquals("s3cret", source.settings.get("PASSWORD"));
     assertFalse((out() + messages).contains("s3cret"));
     input = "\n";
