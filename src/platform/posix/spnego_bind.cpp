@@ -29,7 +29,9 @@ void AppendStatus(std::string& text, OM_uint32 status, int kind, gss_OID mechani
     if (GSS_ERROR(gss_display_status(&minor, status, kind, mechanism, &more, message.Put())))
       return;
     if (!text.empty()) text += "; ";
-    text.append(static_cast<const char*>(message.data()), message.size());
+    std::string_view words(static_cast<const char*>(message.data()), message.size());
+    while (words.ends_with('\0')) words.remove_suffix(1);  // some mechanisms count their terminator
+    text.append(words);
   } while (more != 0);
 }
 
