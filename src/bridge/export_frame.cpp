@@ -45,9 +45,13 @@ ExportFrame::ExportFrame(JavaCall& java, const FrameTraits& traits, jobject erro
       traits_(traits),
       log_(java),
       errors_(java, errors, log_),
+      observer_(java, errors),
       platform_(platform::CreatePlatform()),
       apartment_(*platform_, traits),
-      handler_(*platform_, log_) {}
+      handler_(*platform_, log_) {
+  observer_.Attach(handler_);
+  handler_.observer = &observer_;
+}
 
 bool ExportFrame::Begin(jobject settings) {
   if (!traits_.readsSettings) return true;

@@ -14,6 +14,7 @@
 #include "bridge/java_call.h"
 #include "bridge/java_errors.h"
 #include "bridge/java_log.h"
+#include "bridge/java_observer.h"
 #include "call/native_handler.h"
 #include "platform/platform.h"
 
@@ -62,12 +63,14 @@ class ExportFrame {
   JavaCall& java() { return java_; }
   call::NativeHandler& handler() { return handler_; }
   call::ErrorList& errors() { return errors_; }
+  JavaObserver& observer() { return observer_; }
 
  private:
   JavaCall& java_;
   const FrameTraits& traits_;
   JavaLog log_;
   JavaErrorList errors_;
+  JavaObserver observer_;
   std::unique_ptr<platform::Platform> platform_;
   ApartmentScope apartment_;
   call::NativeHandler handler_;

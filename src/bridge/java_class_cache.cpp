@@ -63,6 +63,8 @@ constexpr const char* kNoLoggerMethod =
     "Could not find method 'void fine(String)' method in java.util.logging.Logger!\n";
 constexpr const char* kNoHandlerClass =
     "Could not find class com/velmora/tesk/zorvan/security/server/ADHandler!\n";
+// Calls do without the entry, and nobody need hear of it.
+constexpr const char* kOptional = "";
 constexpr const char* kHandlerClass = "com/velmora/tesk/zorvan/common/server/ADHandler";
 
 constexpr std::array kEntries{
@@ -98,6 +100,8 @@ constexpr std::array kEntries{
     Method(&Cache::nativeErrorClass, &Cache::nativeErrorSetErrorList, "setErrorList",
            "(Ljava/lang/Object;Ljava/lang/String;Ljava/lang/Object;Ljava/lang/Object;"
            "Ljava/lang/Object;)V"),
+    Method(&Cache::nativeErrorClass, &Cache::nativeErrorAddNotice, "addNotice",
+           "(Ljava/lang/String;Ljava/lang/String;Ljava/lang/String;J)V", kOptional),
     Class(&Cache::domainInfoCacheClass, "com/velmora/tesk/zorvan/common/server/DomainInfoCache",
           "\n\nLRefDomainInfoCache is NULL\n\n", "\n\nDomainInfoCacheClass is NULL\n\n"),
     StaticMethod(&Cache::domainInfoCacheClass, &Cache::domainInfoCacheGetInstance, "getInstance",

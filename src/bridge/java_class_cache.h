@@ -35,6 +35,7 @@ struct JavaClassCache {
   jmethodID nativeListenerIsCompleted = nullptr;
   jclass nativeErrorClass = nullptr;
   jmethodID nativeErrorSetErrorList = nullptr;
+  jmethodID nativeErrorAddNotice = nullptr;  // null where the Java side has none
   jclass domainInfoCacheClass = nullptr;
   jmethodID domainInfoCacheGetInstance = nullptr;
   jmethodID domainInfoCacheSetDomainStatus = nullptr;

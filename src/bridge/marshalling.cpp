@@ -188,6 +188,13 @@ void ReadDomainProperties(JavaCall& java, NativeHandler& handler, jobject settin
   reader.ReadText("DOMAIN_FUNCTIONAL_LEVEL", properties.domainFunctionalLevel);
   reader.ReadText("IS_AUTHENTICATION_REQUIRED", properties.isAuthenticationRequired);
   reader.ReadInteger("ACCOUNT_LOOKUP_STATUS", properties.accountLookupStatus);
+  reader.ReadText("ALLOW_NTLM", properties.allowNtlm);
+  reader.ReadText("ALLOW_RC4", properties.allowRc4);
+  reader.ReadText("TRUSTED_AUTHORITIES", properties.trustedAuthorities);
+  reader.ReadInteger("CONNECT_TIME_LIMIT", properties.connectTimeLimit);
+  reader.ReadInteger("IDLE_TIME_LIMIT", properties.idleTimeLimit);
+  reader.ReadInteger("CALL_TIME_LIMIT", properties.callTimeLimit);
+  reader.ReadInteger("MAX_MESSAGE_BYTES", properties.maxMessageBytes);
 }
 
 }  // namespace zorvan::bridge

@@ -24,7 +24,9 @@ jobject StreamToListener(JNIEnv* env, jobject settings, jobject attributes, jobj
     const std::vector<std::u16string> names =
         StringListToArray(frame.java(), frame.handler(), attributes);
     JavaRowListener rows(frame.java(), listener, frame.handler().keys);
+    frame.observer().SetListener(&rows);
     if (!frame.java().Failed()) work(frame, names, rows);
+    frame.observer().SetListener(nullptr);
     return nullptr;
   });
 }

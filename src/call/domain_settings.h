@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "platform/call_terms.h"
 #include "platform/directory.h"
 
 namespace zorvan::call {
@@ -46,6 +47,7 @@ struct DomainSettings {
   std::u16string isAuthenticationRequired;
   std::u16string domainFunctionalLevel;
   std::int32_t accountLookupStatus = kLookupOnServer;
+  platform::CallTerms terms;  // from the optional keys
 
   // What every bind of the call passes; borrows from this object.
   platform::Credentials credentials() const;

@@ -20,7 +20,8 @@ struct NativeHandler {
   KeyTable keys;              // of every row that the call makes
   bool debugEnabled = false;  // recorded only: every line goes to Java, which filters
   DomainSettings settings;
-  std::int32_t validDcCount = 0;  // controllers that answered: 0 or 1
+  platform::CallObserver* observer = nullptr;  // where notices go; null in a call without one
+  std::int32_t validDcCount = 0;               // controllers that answered: 0 or 1
 };
 
 }  // namespace zorvan::call

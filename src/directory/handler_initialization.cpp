@@ -2,6 +2,7 @@
 
 #include <array>
 #include <memory>
+#include <type_traits>
 
 #include "directory/bind.h"
 #include "platform/text.h"
@@ -143,6 +144,28 @@ HResult Probe(NativeHandler& handler, const std::u16string& controller) {
   return BindObject(handler, path, search);
 }
 
+bool IsTrue(const std::optional<std::u16string>& text) {
+  return text && platform::EqualsIgnoringCase(*text, u"true");
+}
+
+// A number below one makes no limit that a call could keep, so the default stays.
+platform::CallTerms TermsOf(const DomainProperties& properties) {
+  platform::CallTerms terms;
+  terms.domainName = properties.domainName.value_or(u"");
+  terms.allowNtlm = IsTrue(properties.allowNtlm);
+  terms.allowRc4 = IsTrue(properties.allowRc4);
+  terms.trustedAuthorities = properties.trustedAuthorities.value_or(u"");
+  const auto set = [](std::optional<std::int32_t> value, auto& term) {
+    using Term = std::remove_reference_t<decltype(term)>;
+    if (value && *value > 0) term = Term(*value);
+  };
+  set(properties.connectTimeLimit, terms.connect);
+  set(properties.idleTimeLimit, terms.idle);
+  set(properties.callTimeLimit, terms.call);
+  set(properties.maxMessageBytes, terms.maxMessageBytes);
+  return terms;
+}
+
 void LogGlobalCatalogs(NativeHandler& handler, const DomainProperties& properties) {
   const auto& catalogs = properties.globalCatalogs;
   const std::size_t count = catalogs ? catalogs->size() : 0;
@@ -193,6 +216,8 @@ bool InitializeHandler(NativeHandler& handler, DomainProperties& properties,
   }
   CopyTexts(settings, properties);
   CopyCredentials(handler, properties);
+  settings.terms = TermsOf(properties);
+  if (handler.observer != nullptr) handler.platform.BeginCall(settings.terms, *handler.observer);
 
   static const std::vector<std::u16string> kNoControllers;
   bool ready = FindValidDc(

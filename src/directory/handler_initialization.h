@@ -39,6 +39,15 @@ struct DomainProperties {
   std::optional<std::u16string> domainFunctionalLevel;           // DOMAIN_FUNCTIONAL_LEVEL
   std::optional<std::u16string> isAuthenticationRequired;        // IS_AUTHENTICATION_REQUIRED
   std::optional<std::int32_t> accountLookupStatus;               // ACCOUNT_LOOKUP_STATUS
+
+  // Optional keys: terms of the call.
+  std::optional<std::u16string> allowNtlm;           // ALLOW_NTLM: "true"
+  std::optional<std::u16string> allowRc4;            // ALLOW_RC4: "true"
+  std::optional<std::u16string> trustedAuthorities;  // TRUSTED_AUTHORITIES: a file or folder
+  std::optional<std::int32_t> connectTimeLimit;      // CONNECT_TIME_LIMIT: milliseconds
+  std::optional<std::int32_t> idleTimeLimit;         // IDLE_TIME_LIMIT: milliseconds
+  std::optional<std::int32_t> callTimeLimit;         // CALL_TIME_LIMIT: milliseconds, 0 for none
+  std::optional<std::int32_t> maxMessageBytes;       // MAX_MESSAGE_BYTES
 };
 
 // Fills handler.settings and finds a controller. False when the call cannot go on; the reason is

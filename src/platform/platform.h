@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "platform/accounts.h"
+#include "platform/call_terms.h"
 #include "platform/directory.h"
 #include "platform/result.h"
 #include "platform/system.h"
@@ -24,6 +25,9 @@ class Platform {
   // no apartment.
   virtual HResult InitializeApartment(Apartment apartment) = 0;
   virtual void UninitializeApartment() = 0;
+
+  // Sets the terms of the call, before anything is opened. The observer outlives the platform.
+  virtual void BeginCall(const CallTerms& terms, CallObserver& observer) = 0;
 
   virtual Directory& directory() = 0;
   virtual Accounts& accounts() = 0;

@@ -102,6 +102,7 @@ class CannedPlatform final : public Platform, public Directory, public Accounts 
  public:
   HResult InitializeApartment(Apartment) override { return kOk; }
   void UninitializeApartment() override {}
+  void BeginCall(const CallTerms&, CallObserver&) override {}
   Directory& directory() override { return *this; }
   Accounts& accounts() override { return *this; }
   System& system() override { return system_; }

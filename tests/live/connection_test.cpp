@@ -150,7 +150,7 @@ TEST(Connection, IdentityOfTheProcessIsItsTicketCache) {
                              .realm = domain["realm"],
                              .services = {"ldap/" + domain["host"]},
                              .centre = PeerAddress(centre.get(), 88),
-                             .timeLimit = kConnectTimeout},
+                             .timeLimit = CallTerms{}.connect},
                             error),
             KerberosOutcome::kReady)
       << ToUtf8(error.text);

@@ -331,7 +331,8 @@ std::vector<const ScriptedObject*> Script::Find(std::u16string_view path,
 }
 
 ScriptedPlatform::ScriptedPlatform(Script& script)
-    : directory_(std::make_unique<ScriptedDirectory>(script)),
+    : script_(script),
+      directory_(std::make_unique<ScriptedDirectory>(script)),
       accounts_(std::make_unique<ScriptedAccounts>(script)),
       system_(std::make_unique<ScriptedSystem>(script)) {}
 

@@ -89,7 +89,9 @@ class Script {
   platform::Win32Code lastError = 0;
   std::size_t rowsReceivedAhead = 1000;
 
-  std::vector<RecordedBind> binds;  // also one for each path of ReadObjects
+  platform::CallTerms terms;                   // as the call began
+  platform::CallObserver* observer = nullptr;  // of the call that began last
+  std::vector<RecordedBind> binds;             // also one for each path of ReadObjects
   std::vector<RecordedSearch> searches;
   std::vector<std::vector<std::u16string>> batches;  // the paths of each ReadObjects
   std::size_t fallibleCalls = 0;
@@ -123,11 +125,16 @@ class ScriptedPlatform : public platform::Platform {
 
   platform::HResult InitializeApartment(platform::Apartment) override { return platform::kOk; }
   void UninitializeApartment() override {}
+  void BeginCall(const platform::CallTerms& terms, platform::CallObserver& observer) override {
+    script_.terms = terms;
+    script_.observer = &observer;
+  }
   platform::Directory& directory() override { return *directory_; }
   platform::Accounts& accounts() override { return *accounts_; }
   platform::System& system() override { return *system_; }
 
  private:
+  Script& script_;
   std::unique_ptr<platform::Directory> directory_;
   std::unique_ptr<platform::Accounts> accounts_;
   std::unique_ptr<platform::System> system_;

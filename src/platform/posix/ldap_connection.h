@@ -8,32 +8,21 @@
 
 #include <ldap.h>
 
-#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <string>
 
 #include "platform/directory.h"
+#include "platform/posix/call_conditions.h"
 #include "platform/result.h"
 
 namespace zorvan::platform::posix {
-
-inline constexpr std::chrono::seconds kConnectTimeout{10};
-inline constexpr std::chrono::seconds kIdleTimeout{120};
 
 // Where to connect. Texts are UTF-8. Port 636 and 3269, or kUseEncryption in flags, mean TLS from
 // the first byte.
 struct Endpoint {
   std::string host;
   std::uint16_t port = 389;
-};
-
-struct TimeLimits {
-  // For reaching the server, and again for its first answer, the TLS handshake and each question to
-  // its key distribution centre.
-  std::chrono::milliseconds connect = kConnectTimeout;
-  // For each wait in which nothing arrives.
-  std::chrono::milliseconds idle = kIdleTimeout;
 };
 
 // What the root of the server's directory says of itself (readable before authentication).
@@ -49,10 +38,9 @@ struct ServerNames {
 // What a connection was authenticated by.
 enum class Authentication { kAnonymous, kKerberos, kNtlm, kProcessIdentity, kSimple };
 
-class LdapConnection {
-  class Opening;
-  struct State;
+struct ConnectionState;
 
+class LdapConnection {
  public:
   // Connects and authenticates.
   //
@@ -69,8 +57,8 @@ class LdapConnection {
   // process has no Kerberos identity.
   static HResult Open(const Endpoint& endpoint, const Credentials& credentials, std::uint32_t flags,
                       std::unique_ptr<LdapConnection>& connection, ExtendedError& error,
-                      const TimeLimits& limits = {});
-  explicit LdapConnection(std::unique_ptr<State> state);  // for Open
+                      const CallConditions& conditions = {});
+  explicit LdapConnection(std::unique_ptr<ConnectionState> state);  // for Open
   ~LdapConnection();
 
   LdapConnection(const LdapConnection&) = delete;
@@ -93,7 +81,7 @@ class LdapConnection {
   bool broken() const;
 
  private:
-  std::unique_ptr<State> state_;
+  std::unique_ptr<ConnectionState> state_;
 };
 
 }  // namespace zorvan::platform::posix

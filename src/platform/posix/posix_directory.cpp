@@ -28,7 +28,7 @@ bool IsSame(const std::optional<SecretText>& kept,
 
 bool IsAnswerForTheCall(HResult failure) {
   return failure == kServerDown || failure == kLogonFailure || failure == kNoLogonSession ||
-         failure == HResultFromWin32(1460);  // ERROR_TIMEOUT
+         failure == kTimedOut;
 }
 
 }  // namespace
@@ -75,7 +75,7 @@ HResult PosixDirectory::Connect(const Endpoint& endpoint, const Credentials& cre
 
   std::unique_ptr<LdapConnection> opened;
   const HResult result =
-      LdapConnection::Open(endpoint, credentials, bits, opened, context_->lastError);
+      LdapConnection::Open(endpoint, credentials, bits, opened, context_->lastError, conditions_);
   connection = std::move(opened);
   if (Succeeded(result) || IsAnswerForTheCall(result)) {
     Slot& slot = slots_.emplace_back(endpoint, credentials, bits);

@@ -12,6 +12,7 @@
 
 #include "platform/directory.h"
 #include "platform/posix/ads_path.h"
+#include "platform/posix/call_conditions.h"
 #include "platform/posix/ldap_connection.h"
 #include "platform/posix/ldap_search.h"
 
@@ -21,6 +22,9 @@ class PosixDirectory final : public Directory {
  public:
   PosixDirectory();
   ~PosixDirectory() override;
+
+  // For everything that is opened from now on.
+  void SetConditions(CallConditions conditions) { conditions_ = std::move(conditions); }
 
   HResult OpenSearch(std::u16string_view path, const Credentials& credentials, std::uint32_t flags,
                      std::unique_ptr<DirectorySearch>& search) override;
@@ -46,6 +50,7 @@ class PosixDirectory final : public Directory {
                   std::shared_ptr<LdapConnection>& connection);
   std::string HostFor(const AdsPath& path) const;
 
+  CallConditions conditions_;
   std::list<Slot> slots_;
   std::shared_ptr<DirectoryContext> context_;
 };

@@ -16,6 +16,13 @@ class PosixPlatform final : public Platform {
   HResult InitializeApartment(Apartment) override { return kOk; }
   void UninitializeApartment() override {}
 
+  void BeginCall(const CallTerms& terms, CallObserver& observer) override {
+    const posix::Deadline end = terms.call.count() == 0
+                                    ? posix::Deadline::max()
+                                    : std::chrono::steady_clock::now() + terms.call;
+    directory_.SetConditions({terms, &observer, end});
+  }
+
   Directory& directory() override { return directory_; }
   Accounts& accounts() override { return accounts_; }
   System& system() override { return system_; }

@@ -27,6 +27,9 @@ class WindowsPlatform : public Platform {
     CoUninitialize();
   }
 
+  // The system chooses mechanism, trust and limits of its connections itself.
+  void BeginCall(const CallTerms&, CallObserver&) override {}
+
   Directory& directory() override { return directory_; }
   Accounts& accounts() override { return accounts_; }
   System& system() override { return system_; }

@@ -16,7 +16,12 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr TimeLimits kShort{.connect = 150ms, .idle = 150ms};
+const CallConditions kShort = [] {
+  CallConditions conditions;
+  conditions.terms.connect = 150ms;
+  conditions.terms.idle = 150ms;
+  return conditions;
+}();
 
 // A server that talks to one client as it is told to and closes when that is done.
 class OneTimeServer {
@@ -176,8 +181,7 @@ TEST(LdapConnection, WaitingForAMessageEndsWhenNothingMoreArrives) {
   EXPECT_EQ(ldap_msgtype(message.get()), LDAP_RES_SEARCH_ENTRY);
   EXPECT_FALSE(attempt.connection->broken());
 
-  EXPECT_EQ(attempt.connection->AwaitMessage(messageId, LDAP_MSG_ONE, *message.Put()),
-            HResultFromWin32(1460));  // ERROR_TIMEOUT
+  EXPECT_EQ(attempt.connection->AwaitMessage(messageId, LDAP_MSG_ONE, *message.Put()), kTimedOut);
   EXPECT_FALSE(message);
   EXPECT_TRUE(attempt.connection->broken());
 }

@@ -1,5 +1,7 @@
 package com.velmora.tesk.zorvan.common.server;
 
+import java.nio.file.Path;
+import java.time.Duration;
 import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.List;
@@ -55,6 +57,33 @@ public final class DomainSettings {
   /** {@code Integer}: one of the constants of {@link DomainInfoCache}. */
   public static final String ACCOUNT_LOOKUP_STATUS = "ACCOUNT_LOOKUP_STATUS";
 
+  /** Optional, {@code "true"}: NTLM where Kerberos could be used but failed. */
+  public static final String ALLOW_NTLM = "ALLOW_NTLM";
+
+  /** Optional, {@code "true"}: Kerberos tickets of the type RC4-HMAC too. */
+  public static final String ALLOW_RC4 = "ALLOW_RC4";
+
+  /**
+   * Optional: a PEM file, or a folder of them, with the authorities to trust for TLS. Without it
+   * the system's are trusted.
+   */
+  public static final String TRUSTED_AUTHORITIES = "TRUSTED_AUTHORITIES";
+
+  /** Optional {@code Integer}, milliseconds: for one connection with its log-on; else 10,000. */
+  public static final String CONNECT_TIME_LIMIT = "CONNECT_TIME_LIMIT";
+
+  /**
+   * Optional {@code Integer}, milliseconds: for each wait, counted from the last complete message;
+   * else 120,000.
+   */
+  public static final String IDLE_TIME_LIMIT = "IDLE_TIME_LIMIT";
+
+  /** Optional {@code Integer}, milliseconds: for the whole call; else it has no limit. */
+  public static final String CALL_TIME_LIMIT = "CALL_TIME_LIMIT";
+
+  /** Optional {@code Integer}: the largest message accepted, in bytes; else 64 MiB. */
+  public static final String MAX_MESSAGE_BYTES = "MAX_MESSAGE_BYTES";
+
   private final String dnsDomain;
   private final String defaultNamingContext;
   private String forestNamingContext;
@@ -63,6 +92,7 @@ public final class DomainSettings {
   private List<String> globalCatalogues = List.of();
   private String user;
   private char[] password;
+  private final Properties terms = new Properties();
 
   private DomainSettings(String dnsDomain) {
     this.dnsDomain = Objects.requireNonNull(dnsDomain, "dnsDomain");
@@ -120,6 +150,56 @@ public final class DomainSettings {
     return this;
   }
 
+  /** Lets a log-on fall back to NTLM where Kerberos could be used but failed. */
+  public DomainSettings allowNtlm() {
+    terms.put(ALLOW_NTLM, "true");
+    return this;
+  }
+
+  /** Accepts Kerberos tickets of the type RC4-HMAC, for domains that have no AES keys. */
+  public DomainSettings allowRc4() {
+    terms.put(ALLOW_RC4, "true");
+    return this;
+  }
+
+  /** Whom to trust for TLS instead of the system's authorities: a PEM file or a folder of them. */
+  public DomainSettings trustedAuthorities(Path fileOrFolder) {
+    terms.put(TRUSTED_AUTHORITIES, fileOrFolder.toAbsolutePath().toString());
+    return this;
+  }
+
+  /** Limits one connection with its log-on. */
+  public DomainSettings connectTimeLimit(Duration limit) {
+    return limit(CONNECT_TIME_LIMIT, limit);
+  }
+
+  /** Limits each wait, counted from the last complete message. */
+  public DomainSettings idleTimeLimit(Duration limit) {
+    return limit(IDLE_TIME_LIMIT, limit);
+  }
+
+  /** Limits the whole call. */
+  public DomainSettings callTimeLimit(Duration limit) {
+    return limit(CALL_TIME_LIMIT, limit);
+  }
+
+  private DomainSettings limit(String key, Duration limit) {
+    if (limit.isNegative() || limit.isZero() || limit.toMillis() > Integer.MAX_VALUE) {
+      throw new IllegalArgumentException("not a time limit: " + limit);
+    }
+    terms.put(key, Math.max(1, (int) limit.toMillis()));
+    return this;
+  }
+
+  /** Limits one message, and so one value, that the directory sends. */
+  public DomainSettings maxMessageBytes(int bytes) {
+    if (bytes <= 0) {
+      throw new IllegalArgumentException("not a number of bytes: " + bytes);
+    }
+    terms.put(MAX_MESSAGE_BYTES, bytes);
+    return this;
+  }
+
   /** The domain's naming context. */
   public String defaultNamingContext() {
     return defaultNamingContext;
@@ -145,6 +225,7 @@ public final class DomainSettings {
       settings.put(USER_DISTINGUISHED_NAME, qualified ? user : "");
       settings.put(PASSWORD, new String(password));
     }
+    settings.putAll(terms);
     return settings;
   }
 }

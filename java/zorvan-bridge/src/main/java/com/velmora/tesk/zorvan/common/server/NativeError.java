@@ -9,6 +9,7 @@ import java.util.List;
  */
 public class NativeError {
   private final List<Entry> entries = new ArrayList<>();
+  private final List<Notice> notices = new ArrayList<>();
 
   /**
    * One error.
@@ -26,6 +27,27 @@ public class NativeError {
     public boolean isSevere() {
       return !"WARNING".equalsIgnoreCase(severity);
     }
+  }
+
+  /**
+   * Something that the user must learn although nothing failed.
+   *
+   * @param kind {@code NtlmUsed}, {@code ServiceNameFromServer}, {@code ListCut}, {@code
+   *     TypesUnknown} or {@code ReferralFollowed}
+   * @param subject what it concerns: a server or a distinguished name
+   * @param detail the reason, service, attribute or host that the kind speaks of
+   * @param count of {@code ListCut}: how many values the row has; otherwise 0
+   */
+  public record Notice(String kind, String subject, String detail, long count) {}
+
+  /** Appends a notice. Called by the library; the arguments are those of {@link Notice}. */
+  public synchronized void addNotice(String kind, String subject, String detail, long count) {
+    notices.add(new Notice(text(kind), text(subject), text(detail), count));
+  }
+
+  /** The notices so far, in the order they were added. */
+  public synchronized List<Notice> notices() {
+    return List.copyOf(notices);
   }
 
   /**

@@ -1,0 +1,62 @@
+// What the caller of one native call allows and expects, and how an adapter asks and reports while
+// it works on that call.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace zorvan::platform {
+
+// Terms that the caller may set; the defaults hold for whatever it leaves out. An adapter whose
+// operating system decides one of them itself ignores it.
+struct CallTerms {
+  std::u16string domainName;  // DNS name of the domain as the caller gave it; empty: not given
+  // NTLM for a secure bind also where Kerberos could be used but failed.
+  bool allowNtlm = false;
+  // Tickets and session keys of the type RC4-HMAC.
+  bool allowRc4 = false;
+  // A PEM file, or a folder of them, with the authorities to trust for TLS; empty: the system's.
+  std::u16string trustedAuthorities;
+  // For one connection, from looking up its name to the end of its log-on.
+  std::chrono::milliseconds connect{10'000};
+  // For each wait, counted from the last complete message.
+  std::chrono::milliseconds idle{120'000};
+  // For the whole call; zero: no limit.
+  std::chrono::milliseconds call{0};
+  // The largest message, and so the largest value, that is accepted after the log-on.
+  std::size_t maxMessageBytes = std::size_t{64} << 20U;
+};
+
+// What the caller must learn beyond rows and errors. The words for each kind stand in one table
+// (call/notice.cpp).
+enum class NoticeKind : std::uint8_t {
+  kNtlmUsed,               // subject: server; detail: why not Kerberos
+  kServiceNameFromServer,  // subject: server; detail: service name that the ticket was asked for
+  kListCut,                // subject: object; detail: attribute; count: values delivered
+  kTypesUnknown,           // subject: server; detail: attribute left empty, its type being unknown
+  kReferralFollowed,       // subject: object; detail: host that was asked instead
+};
+
+struct Notice {
+  NoticeKind kind{};
+  std::u16string_view subject;
+  std::u16string_view detail;
+  std::uint64_t count = 0;
+};
+
+// The caller's side of a call. Used on the thread of the call only.
+class CallObserver {
+ public:
+  virtual ~CallObserver() = default;
+
+  // Whether the caller wants no more. Asked at least five times a second while an adapter waits,
+  // and between pages; once true it stays true.
+  virtual bool IsCancelled() = 0;
+
+  virtual void Notify(const Notice& notice) = 0;
+};
+
+}  // namespace zorvan::platform

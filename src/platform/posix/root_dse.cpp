@@ -1,0 +1,58 @@
+#include "platform/posix/root_dse.h"
+
+#include <array>
+#include <string>
+
+namespace zorvan::platform::posix {
+namespace {
+
+std::string FirstValue(LDAP* handle, LDAPMessage* entry, const char* attribute) {
+  const BerValues values(ldap_get_values_len(handle, entry, attribute));
+  if (!values || values.get()[0] == nullptr) return {};
+  return {values.get()[0]->bv_val, values.get()[0]->bv_len};
+}
+
+// "example.test:dc1$@EXAMPLE.TEST" names the realm behind the "@".
+std::string RealmOf(const std::string& serviceName) {
+  const std::size_t at = serviceName.rfind('@');
+  return at == std::string::npos ? std::string() : serviceName.substr(at + 1);
+}
+
+}  // namespace
+
+// The first answer of the server; it belongs to reaching it, and is given no more time.
+HResult ReadServerNames(ConnectionState& connection, std::chrono::milliseconds limit,
+                        ExtendedError& error) {
+  LDAP* handle = connection.handle.get();
+  constexpr std::array kAttributes{"dnsHostName",
+                                   "ldapServiceName",
+                                   "defaultNamingContext",
+                                   "rootDomainNamingContext",
+                                   "schemaNamingContext",
+                                   "configurationNamingContext",
+                                   static_cast<const char*>(nullptr)};
+  int messageId = 0;
+  int result = ldap_search_ext(handle, "", LDAP_SCOPE_BASE, "(objectClass=*)",
+                               const_cast<char**>(kAttributes.data()), 0, nullptr, nullptr, nullptr,
+                               LDAP_NO_LIMIT, &messageId);
+  if (result != LDAP_SUCCESS) return ServerDown("the connection was closed", error);
+  LdapMessage answer;
+  const HResult awaited = connection.Await(messageId, LDAP_MSG_ALL, limit, *answer.Put());
+  if (awaited == kTimedOut)
+    return ServerDown("the server accepts connections but does not answer", error);
+  if (Failed(awaited))
+    return ServerDown("the server closed the connection or speaks another protocol", error);
+  LDAPMessage* entry = ldap_first_entry(handle, answer.get());
+  if (entry == nullptr) return kOk;  // a server that keeps its root to itself
+
+  ServerNames& names = connection.names;
+  names.dnsHostName = FirstValue(handle, entry, "dnsHostName");
+  names.realm = RealmOf(FirstValue(handle, entry, "ldapServiceName"));
+  names.defaultNamingContext = FirstValue(handle, entry, "defaultNamingContext");
+  names.rootDomainNamingContext = FirstValue(handle, entry, "rootDomainNamingContext");
+  names.schemaNamingContext = FirstValue(handle, entry, "schemaNamingContext");
+  names.configurationNamingContext = FirstValue(handle, entry, "configurationNamingContext");
+  return kOk;
+}
+
+}  // namespace zorvan::platform::posix
