@@ -14,18 +14,25 @@
 namespace zorvan::platform::posix {
 
 struct ConnectionState {
-  ConnectionState(FileDescriptor descriptor, const CallConditions& callConditions)
-      : socket(std::move(descriptor)), conditions(callConditions) {}
+  ConnectionState(FileDescriptor descriptor, const CallConditions& callConditions, Deadline ends)
+      : socket(std::move(descriptor)), conditions(callConditions), openingEnds(ends) {}
 
-  // Waits for the next message of a request as LdapConnection::AwaitMessage does, within a limit of
-  // its own.
+  // Waits for the next message of a request as LdapConnection::AwaitMessage does: until openingEnds
+  // while the connection is being opened, later within the idle limit.
+  HResult Await(int messageId, int all, LDAPMessage*& message);
+  // The same, and no longer than limit.
   HResult Await(int messageId, int all, std::chrono::milliseconds limit, LDAPMessage*& message);
+
+  // For every wait between looking up the server's name and the end of its log-on.
+  Patience OpeningPatience() const { return {openingEnds, conditions.observer}; }
 
   SocketTransport socket;
   std::optional<SealedTransport> sealed;
   LdapHandle handle;  // goes before the transports that it uses
   ServerNames names;
   CallConditions conditions;
+  Deadline openingEnds;  // the latest moment for the end of the log-on
+  bool opened = false;   // the log-on is over
   Authentication authentication = Authentication::kAnonymous;
   bool broken = false;
 };

@@ -80,10 +80,11 @@ HResult MakeHandle(const Endpoint& endpoint, ConnectionState& state) {
 HResult Connect(const Endpoint& endpoint, const CallConditions& conditions,
                 std::unique_ptr<ConnectionState>& state, ExtendedError& error) {
   std::string reason;
+  const Deadline openingEnds = conditions.OpeningEnd();
   FileDescriptor connected =
-      ConnectTcp(endpoint.host, endpoint.port, Clock::now() + conditions.terms.connect, reason);
+      ConnectTcp(endpoint.host, endpoint.port, Patience(openingEnds, conditions.observer), reason);
   if (!connected) return ServerDown(reason, error);
-  state = std::make_unique<ConnectionState>(std::move(connected), conditions);
+  state = std::make_unique<ConnectionState>(std::move(connected), conditions, openingEnds);
   return MakeHandle(endpoint, *state);
 }
 
@@ -94,10 +95,15 @@ HResult ServerDown(std::string_view reason, ExtendedError& error) {
   return kServerDown;
 }
 
-// The waiting is done here, on the socket, and libldap only asked for what has arrived. So the
-// limit starts anew with every byte.
+HResult ConnectionState::Await(int messageId, int all, LDAPMessage*& message) {
+  return Await(messageId, all, conditions.terms.idle, message);
+}
+
+// The waiting is done here, on the socket, and libldap only asked for what has arrived.
 HResult ConnectionState::Await(int messageId, int all, std::chrono::milliseconds limit,
                                LDAPMessage*& message) {
+  Patience patience = opened ? conditions.ForTheCall() : OpeningPatience();
+  patience = patience.Until(Clock::now() + limit);
   Sockbuf* layers = nullptr;
   ldap_get_option(handle.get(), LDAP_OPT_SOCKBUF, &layers);
   for (;;) {
@@ -112,12 +118,27 @@ HResult ConnectionState::Await(int messageId, int all, std::chrono::milliseconds
       return HResultFromLdap(code);
     }
     if (ber_sockbuf_ctrl(layers, LBER_SB_OPT_DATA_READY, nullptr) > 0) continue;
-    if (!socket.Await(Clock::now() + limit)) {
+    const HResult waited = socket.Await(patience);
+    if (Failed(waited)) {
       broken = true;
-      return kTimedOut;
+      return waited;
     }
   }
 }
+
+namespace {
+
+// A call that is over has no use for another controller, whatever the server did meanwhile.
+HResult OpeningFailure(const CallConditions& conditions, HResult result, ExtendedError& error) {
+  const HResult ended = conditions.ForTheCall().Verdict();
+  if (Succeeded(ended)) return result;
+  error = {Bits(ended) & 0xFFFFU, ended == kCancelled
+                                      ? u"The caller ended the call."
+                                      : u"The time limit of the whole call has passed."};
+  return ended;
+}
+
+}  // namespace
 
 HResult LdapConnection::Open(const Endpoint& endpoint, const Credentials& credentials,
                              std::uint32_t flags, std::unique_ptr<LdapConnection>& connection,
@@ -149,8 +170,9 @@ HResult LdapConnection::Open(const Endpoint& endpoint, const Credentials& creden
     const bool secure = (flags & kSecureAuthentication) != 0;
     result = LogOn(*state, endpoint, tls, secure, error).Bind(credentials);
   }
-  if (Failed(result)) return result;
+  if (Failed(result)) return OpeningFailure(conditions, result, error);
   error = {};
+  state->opened = true;
   connection = std::make_unique<LdapConnection>(std::move(state));
   return kOk;
 }
@@ -164,7 +186,7 @@ Authentication LdapConnection::authentication() const { return state_->authentic
 bool LdapConnection::broken() const { return state_->broken; }
 
 HResult LdapConnection::AwaitMessage(int messageId, int all, LDAPMessage*& message) {
-  return state_->Await(messageId, all, state_->conditions.terms.idle, message);
+  return state_->Await(messageId, all, message);
 }
 
 }  // namespace zorvan::platform::posix

@@ -5,8 +5,6 @@
 namespace zorvan::platform::posix {
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
 // Where most systems keep the authorities that they trust, for a libldap that is not told of any.
 constexpr const char* kSystemTrust = "/etc/ssl/certs/ca-certificates.crt";
 
@@ -43,12 +41,12 @@ std::string DiagnosticOf(LDAP* handle) {
 HResult StartTls(ConnectionState& connection, const std::string& host, ExtendedError& error) {
   LDAP* handle = connection.handle.get();
   DemandCertificate(handle);
-  const Deadline deadline = Clock::now() + connection.conditions.terms.connect;
-  connection.socket.ReadUntil(&deadline);
+  Patience patience = connection.OpeningPatience();
+  connection.socket.ReadUntil(&patience);
   const int result = ldap_install_tls(handle);
   connection.socket.ReadUntil(nullptr);
   if (result == LDAP_SUCCESS) return kOk;
-  if (Clock::now() >= deadline)
+  if (Failed(patience.Verdict()))
     return ServerDown("TLS: the server did not answer within the time limit", error);
   // The library has words for failures of the handshake, but none for a certificate that it
   // refuses.

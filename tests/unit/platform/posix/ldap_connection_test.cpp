@@ -47,9 +47,10 @@ void UntilTheClientLeaves(int client) {
   }
 }
 
-void Send(int client, std::string_view bytes) {
-  send(client, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+bool Sends(int client, std::string_view bytes) {
+  return send(client, bytes.data(), bytes.size(), MSG_NOSIGNAL) > 0;
 }
+void Send(int client, std::string_view bytes) { static_cast<void>(Sends(client, bytes)); }
 
 // Says this whatever it is asked, and nothing more.
 std::function<void(int)> Saying(std::string_view words) {
@@ -158,17 +159,17 @@ TEST(LdapConnection, WaitingForAMessageEndsWhenNothingMoreArrives) {
     Send(client, kEmptyRoot);
     Send(client, kSearchDone);
     Receive(client);
-    // Message 2: an entry, piece by piece and slower as a whole than the limit, then the half of
-    // another.
+    // Message 2: an entry piece by piece, then another one byte after the other for as long as the
+    // client stays.
     const std::string entry("\x30\x09\x02\x01\x02\x64\x04\x04\x00\x30\x00", 11);
-    for (const char byte : entry) {
-      Send(client, {&byte, 1});
+    Send(client, entry.substr(0, 3));
+    Send(client, entry.substr(3));
+    const std::string endless("\x30\x84\x00\x10\x00\x00\x02\x01\x02\x64", 10);
+    for (std::size_t i = 0; Sends(client, {i < 10 ? &endless[i] : "x", 1}); ++i) {
       std::this_thread::sleep_for(25ms);
     }
-    Send(client, entry.substr(0, 6));
-    UntilTheClientLeaves(client);
   });
-  const Attempt attempt = Open(server.endpoint(), {}, 0);
+  Attempt attempt = Open(server.endpoint(), {}, 0);
   ASSERT_EQ(attempt.result, kOk) << ToUtf8(attempt.error.text);
   EXPECT_EQ(attempt.connection->authentication(), Authentication::kAnonymous);
   LDAP* handle = attempt.connection->handle();
@@ -181,9 +182,12 @@ TEST(LdapConnection, WaitingForAMessageEndsWhenNothingMoreArrives) {
   EXPECT_EQ(ldap_msgtype(message.get()), LDAP_RES_SEARCH_ENTRY);
   EXPECT_FALSE(attempt.connection->broken());
 
+  const auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(attempt.connection->AwaitMessage(messageId, LDAP_MSG_ONE, *message.Put()), kTimedOut);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, 2s);
   EXPECT_FALSE(message);
   EXPECT_TRUE(attempt.connection->broken());
+  attempt.connection.reset();  // the server goes on until then
 }
 
 }  // namespace
