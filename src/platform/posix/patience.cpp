@@ -32,18 +32,16 @@ HResult Patience::Verdict() const {
   return Clock::now() >= deadline_ ? kTimedOut : kOk;
 }
 
-// What is ready counts even when the time is over.
 HResult Patience::Await(std::span<pollfd> descriptors) {
   for (;;) {
     const HResult ended = Check();
-    if (ended == kCancelled) return ended;
+    if (Failed(ended)) return ended;
     const Deadline until = observer_ == nullptr ? deadline_ : std::min(deadline_, nextQuestion_);
     const auto left = std::chrono::ceil<milliseconds>(until - Clock::now()).count();
-    const auto wait = Failed(ended) ? 0 : std::clamp<milliseconds::rep>(left, 0, kMaxWait);
-    const int ready = poll(descriptors.data(), descriptors.size(), static_cast<int>(wait));
+    const auto wait = static_cast<int>(std::clamp<milliseconds::rep>(left, 0, kMaxWait));
+    const int ready = poll(descriptors.data(), descriptors.size(), wait);
     if (ready > 0) return kOk;
     if (ready < 0 && errno != EINTR) return kFailure;
-    if (Failed(ended)) return ended;
   }
 }
 

@@ -27,11 +27,14 @@ class Patience {
   // The same, asking the caller at once: what a wait that failed has failed of.
   HResult Verdict() const;
 
-  // Waits until one of the descriptors is ready for its events: kOk, kTimedOut or kCancelled.
+  // Waits until one of the descriptors is ready for its events: kOk, kTimedOut or kCancelled. Time
+  // that is over is over even if something is ready, or a trickle of bytes would stretch it.
   HResult Await(std::span<pollfd> descriptors);
 
   // This patience, but no longer than that.
   Patience Until(Deadline sooner) const;
+  // The same caller, with another deadline.
+  void PutOff(Deadline deadline) { deadline_ = deadline; }
 
   Deadline deadline() const { return deadline_; }
 

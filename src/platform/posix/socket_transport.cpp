@@ -61,9 +61,11 @@ ber_slen_t SocketTransport::Read(void* buffer, std::size_t size) {
 ber_slen_t SocketTransport::ReadSocket(void* buffer, std::size_t size) {
   for (;;) {
     const ssize_t count = recv(descriptor_.get(), buffer, size, MSG_DONTWAIT);
+    failed_ |= count == 0 && size > 0;
     if (count >= 0) return count;
     if (errno == EINTR) continue;
-    if (errno != EAGAIN || readPatience_ == nullptr) return -1;
+    failed_ |= errno != EAGAIN;
+    if (failed_ || readPatience_ == nullptr) return -1;
     const HResult ended = Await(*readPatience_);
     if (Failed(ended)) {
       errno = ended == kCancelled ? ECANCELED : ETIMEDOUT;
@@ -88,6 +90,7 @@ bool SocketTransport::Flush() {
     } else if (errno == EAGAIN) {
       return true;
     } else if (errno != EINTR) {
+      failed_ = true;
       return false;
     }
   }

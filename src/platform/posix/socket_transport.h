@@ -32,6 +32,9 @@ class SocketTransport {
   // Sends what is queued and waits until something can be read: kOk, kTimedOut or kCancelled.
   HResult Await(Patience& patience);
 
+  // True once the other side was found to have gone, in reading or in sending.
+  bool failed() const { return failed_; }
+
   int descriptor() const { return descriptor_.get(); }
   bool hasInput() const { return begin_ < end_; }
 
@@ -50,6 +53,7 @@ class SocketTransport {
   std::size_t end_ = 0;
   std::vector<char> output_;  // bytes from sent_ on are still to be sent
   std::size_t sent_ = 0;
+  bool failed_ = false;
 };
 
 }  // namespace zorvan::platform::posix
