@@ -16,7 +16,10 @@ namespace zorvan::platform::posix {
 
 struct ConnectionState {
   ConnectionState(FileDescriptor descriptor, const CallConditions& callConditions, Deadline ends)
-      : socket(std::move(descriptor)), conditions(callConditions), openingEnds(ends) {}
+      : socket(std::move(descriptor)),
+        conditions(callConditions),
+        openingEnds(ends),
+        patience_(OpeningPatience()) {}
 
   // Waits for the next message of a request as LdapConnection::AwaitMessage does: until openingEnds
   // while the connection is being opened, later within the idle limit.
@@ -41,12 +44,15 @@ struct ConnectionState {
   bool opened = false;   // the log-on is over
   Authentication authentication = Authentication::kAnonymous;
   bool broken = false;
-  ExtendedError failure;  // why the latest wait failed, in words where there are any
+  std::size_t messageSize = 0;  // of what the latest wait gave
+  ExtendedError failure;        // why the latest wait failed, in words where there are any
 
  private:
   HResult TakeArrived(int messageId, int all, LDAPMessage*& message);
   bool HasMoreToRead() const;
   HResult GiveUp(HResult ended);
+
+  Patience patience_;  // of all waits, so that the caller is asked in time also over short ones
 };
 
 // In words: the caller ended its call (kCancelled), or it has lasted too long (kTimedOut).

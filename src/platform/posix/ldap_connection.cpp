@@ -116,14 +116,13 @@ HResult ConnectionState::Await(int messageId, int all, LDAPMessage*& message) {
   const auto idleEnd = [this] {
     return std::min(conditions.end, Clock::now() + conditions.terms.idle);
   };
-  Patience patience = OpeningPatience();
-  if (opened) patience.PutOff(idleEnd());
+  if (opened) patience_.PutOff(idleEnd());
   std::uint64_t seen = gate.answers();
   for (;;) {
     // Only whole messages put off the limit, and only those that somebody asked for.
-    if (opened && gate.answers() != seen) patience.PutOff(idleEnd());
+    if (opened && gate.answers() != seen) patience_.PutOff(idleEnd());
     seen = gate.answers();
-    const HResult waited = HasMoreToRead() ? patience.Check() : socket.Await(patience);
+    const HResult waited = HasMoreToRead() ? patience_.Check() : socket.Await(patience_);
     if (Failed(waited)) return GiveUp(waited);
     result = TakeArrived(messageId, all, message);
     if (result != kNothingYet) return result;
@@ -137,7 +136,7 @@ HResult ConnectionState::TakeArrived(int messageId, int all, LDAPMessage*& messa
   const int type = ldap_result(handle.get(), messageId, all, &atOnce, &message);
   if (type == 0) return kNothingYet;
   if (type > 0) {
-    gate.Fetched(handle.get(), message);
+    messageSize = gate.Fetched(handle.get(), message);
     return kOk;
   }
   broken = true;
@@ -231,6 +230,8 @@ const ServerNames& LdapConnection::names() const { return state_->names; }
 Authentication LdapConnection::authentication() const { return state_->authentication; }
 bool LdapConnection::broken() const { return state_->IsBroken(); }
 const ExtendedError& LdapConnection::failure() const { return state_->failure; }
+
+std::size_t LdapConnection::messageSize() const { return state_->messageSize; }
 
 HResult LdapConnection::CheckCall(ExtendedError& error) const {
   const HResult call = state_->conditions.ForTheCall().Verdict();

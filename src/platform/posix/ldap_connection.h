@@ -78,6 +78,8 @@ class LdapConnection {
   // that the server went beyond the limits on memory. failure() has the reason in words.
   HResult AwaitMessage(int messageId, int all, LDAPMessage*& message);
   const ExtendedError& failure() const;
+  // Of the message that AwaitMessage gave last, or of the messages, in bytes.
+  std::size_t messageSize() const;
 
   // kCancelled or kTimedOut, with the words for it, when the call is to end. To be asked from time
   // to time where a server never makes anybody wait.

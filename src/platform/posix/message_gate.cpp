@@ -188,7 +188,8 @@ bool MessageGate::Refuse(std::string words) {
   return false;
 }
 
-void MessageGate::Fetched(LDAP* handle, LDAPMessage* chain) {
+std::size_t MessageGate::Fetched(LDAP* handle, LDAPMessage* chain) {
+  const std::size_t before = kept_;
   for (LDAPMessage* message = ldap_first_message(handle, chain); message != nullptr;
        message = ldap_next_message(handle, message)) {
     const auto found = requests_.find(ldap_msgid(message));
@@ -201,6 +202,7 @@ void MessageGate::Fetched(LDAP* handle, LDAPMessage* chain) {
       if (request.finished) requests_.erase(found);
     }
   }
+  return before - kept_;
 }
 
 void MessageGate::Forget(int messageId) {

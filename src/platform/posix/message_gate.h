@@ -43,7 +43,8 @@ class MessageGate {
   std::uint64_t answers() const { return answers_; }
 
   // What libldap does not keep any more: messages that it handed out, a request that was abandoned.
-  void Fetched(LDAP* handle, LDAPMessage* chain);
+  // Fetched gives the size of the messages.
+  std::size_t Fetched(LDAP* handle, LDAPMessage* chain);
   void Forget(int messageId);
 
   // Which limit the server went beyond, in words; empty while it has not.

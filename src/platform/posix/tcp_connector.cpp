@@ -13,6 +13,8 @@
 #include <system_error>
 #include <vector>
 
+#include "platform/posix/name_lookup.h"
+
 namespace zorvan::platform::posix {
 namespace {
 
@@ -35,18 +37,6 @@ std::string ReasonOf(HResult ended) {
 
 void SetOption(int descriptor, int level, int option, int value) {
   setsockopt(descriptor, level, option, &value, sizeof value);
-}
-
-// The resolver's own limits (resolv.conf) hold for silent name servers: getaddrinfo_a would keep to
-// ours, but by threads of its own in somebody else's process.
-AddressList Resolve(const std::string& host, const std::string& port, std::string& reason) {
-  addrinfo hints{};
-  hints.ai_socktype = SOCK_STREAM;
-  hints.ai_flags = AI_NUMERICSERV;
-  AddressList addresses;
-  const int result = getaddrinfo(host.c_str(), port.c_str(), &hints, addresses.Put());
-  if (result != 0) reason = result == EAI_SYSTEM ? ErrorText(errno) : gai_strerror(result);
-  return addresses;
 }
 
 // Several connection attempts under way; the first that succeeds wins.
@@ -171,7 +161,7 @@ short AwaitDescriptor(int descriptor, short events, Patience patience) {
 
 FileDescriptor ConnectTcp(const std::string& host, std::uint16_t port, Patience patience,
                           std::string& reason) {
-  const AddressList addresses = Resolve(host, std::to_string(port), reason);
+  const AddressList addresses = LookUp(host, port, patience, reason);
   FileDescriptor connected;
   if (addresses) connected = ConnectToAny(addresses.get(), patience, reason);
   if (!connected) reason.insert(0, host + " port " + std::to_string(port) + ": ");

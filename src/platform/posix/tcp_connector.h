@@ -1,9 +1,9 @@
 // Connecting by TCP within a time limit.
 //
 // All addresses of a name are tried, a new one every quarter of a second while the earlier ones
-// keep silent, so that one dead address does not use up the limit. Looking up a name counts towards
-// the limit but ends by the resolver's own (resolv.conf). Sockets come back connected and
-// non-blocking, with keep-alive, without delay of small packets, closed on exec.
+// keep silent, so that one dead address does not use up the limit, which holds for looking up the
+// name too. Sockets come back connected and non-blocking, with keep-alive, without delay of small
+// packets, closed on exec.
 #pragma once
 
 #include <netinet/in.h>
