@@ -10,6 +10,7 @@
 #include "platform/posix/ldap_connection.h"
 #include "platform/posix/sealed_transport.h"
 #include "platform/posix/socket_transport.h"
+#include "platform/posix/tls_transport.h"
 
 namespace zorvan::platform::posix {
 
@@ -22,6 +23,7 @@ struct ConnectionState {
   HResult Await(int messageId, int all, std::chrono::milliseconds limit, LDAPMessage*& message);
 
   SocketTransport socket;
+  std::optional<TlsTransport> tls;
   std::optional<SealedTransport> sealed;
   LdapHandle handle;  // goes before the transports that it uses
   ServerNames names;
