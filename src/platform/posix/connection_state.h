@@ -11,6 +11,7 @@
 #include "platform/posix/message_gate.h"
 #include "platform/posix/sealed_transport.h"
 #include "platform/posix/socket_transport.h"
+#include "platform/posix/tls_transport.h"
 
 namespace zorvan::platform::posix {
 
@@ -35,6 +36,7 @@ struct ConnectionState {
   bool IsBroken() const { return broken || socket.failed(); }
 
   SocketTransport socket;
+  std::optional<TlsTransport> tls;
   std::optional<SealedTransport> sealed;
   MessageGate gate;
   LdapHandle handle;  // goes before the transports that it uses
