@@ -123,9 +123,10 @@ enum class Verdict { kAnswered, kTryNext, kStop };
 
 Verdict JudgeProbe(NativeHandler& handler, HResult result, call::ErrorList& errors) {
   if (Succeeded(result)) return Verdict::kAnswered;
+  if (call::EndedByCaller(handler, result)) return Verdict::kStop;
   if (result == platform::kServerDown) {
     LogMessage(handler, call::kMilestone, "DC Not Operatinol check for Next");
-    return Verdict::kTryNext;
+    return call::IsCancelled(handler) ? Verdict::kStop : Verdict::kTryNext;
   }
   std::string_view key = kSomeAuthenticationProblem;
   if (result == platform::kLogonFailure) {
