@@ -41,6 +41,10 @@ import java.util.function.Function;
  *       this user may enter, under a name made from its content, so that a copy is never
  *       half-written, stale or somebody else's.
  * </ol>
+ *
+ * <p>A server that loads applications anew calls {@link #close()} when it stops one, as the last
+ * thing that the application does with these classes. The library refers to them from then on no
+ * more, so that the application's class loader, and with it the library, can be collected.
  */
 public final class NativeLibraryLoader {
   /** Names the library file, or the folder that holds it. */
@@ -81,7 +85,9 @@ public final class NativeLibraryLoader {
    * cache; later ones, from any thread, give the same handler.
    *
    * @throws UnsatisfiedLinkError when the library cannot be found or loaded; the message names
-   *     every place that was tried and why it was not used
+   *     every place that was tried and why it was not used. Also when the library needs a class or
+   *     method that these classes lack, because the two are of different versions; the message then
+   *     names what is missing
    */
   public static ADHandler handler() {
     ADHandler ready = handler;
@@ -96,13 +102,37 @@ public final class NativeLibraryLoader {
                   NativeLibraryLoader.class::getResourceAsStream,
                   file -> System.load(file.toString()))
               .loadLibrary();
-          ready = new ADHandler();
-          ready.InitializeClassIDs();
+          ready = filled(new ADHandler());
           handler = ready;
         }
       }
     }
     return ready;
+  }
+
+  private static ADHandler filled(ADHandler fresh) {
+    fresh.InitializeClassIDs();
+    List<String> missing = ADHandler.missingMembers();
+    if (!missing.isEmpty()) {
+      throw new UnsatisfiedLinkError(
+          "The native library needs what these classes lack; library and jar must be of one version."
+              + " Missing:\n  "
+              + String.join("\n  ", missing));
+    }
+    return fresh;
+  }
+
+  /**
+   * Ends the use of the library: its references to these classes are released, with the last call
+   * that still runs if there is one. Without a handler in use this does nothing. A call on a
+   * handler that somebody kept does nothing from then on; {@link #handler()} begins anew.
+   */
+  public static synchronized void close() {
+    ADHandler used = handler;
+    handler = null;
+    if (used != null) {
+      used.CleanupClassIDs();
+    }
   }
 
   /** Loads the library and returns the file that it came from. */
