@@ -462,6 +462,9 @@ class CommandLineTest {
                 "10 90 389 heavy.example.com.",
                 "0 1 389 near.example.com.",
                 "0 1 389 near.example.com.",
-                "nonsense")));
+                "0 1 389 dc.example.org.",
+                "0 1 389 notexample.com.",
+                "nonsense"),
+            "Example.com"));
   }
 }
