@@ -11,6 +11,7 @@
 
 #include <memory>
 
+#include "bridge/arguments.h"
 #include "bridge/java_call.h"
 #include "bridge/java_errors.h"
 #include "bridge/java_log.h"
@@ -52,13 +53,13 @@ class ApartmentScope {
 // What a call holds between the entry point and the work routine.
 class ExportFrame {
  public:
-  ExportFrame(JavaCall& java, const FrameTraits& traits, jobject errors);
+  ExportFrame(JavaCall& java, const FrameTraits& traits, JavaErrors errors);
   ExportFrame(const ExportFrame&) = delete;
   ExportFrame& operator=(const ExportFrame&) = delete;
 
   // False when the work routine must not run; the reason is logged and, if it is not Java's own
   // exception, in the error list.
-  bool Begin(jobject settings);
+  bool Begin(JavaSettings settings);
 
   JavaCall& java() { return java_; }
   call::NativeHandler& handler() { return handler_; }
@@ -77,11 +78,11 @@ class ExportFrame {
 };
 
 // Reports the exception that is being handled.
-void ReportCaughtException(JavaCall& java, jobject errors) noexcept;
+void ReportCaughtException(JavaCall& java, JavaErrors errors) noexcept;
 
 // settings and errors may be null. routine takes the ExportFrame and returns the family's result.
 template <typename Family, typename Routine>
-typename Family::Result RunExport(JNIEnv* env, jobject settings, jobject errors,
+typename Family::Result RunExport(JNIEnv* env, JavaSettings settings, JavaErrors errors,
                                   Routine&& routine) noexcept {
   const JavaClassCache* classes = UsableClassCache();
   if (classes == nullptr) return {};

@@ -5,6 +5,7 @@
 
 #include <utility>
 
+#include "bridge/arguments.h"
 #include "bridge/export_frame.h"
 #include "bridge/java_listener.h"
 #include "bridge/marshalling.h"
@@ -14,16 +15,16 @@ namespace zorvan::bridge {
 // Runs an export of the streaming family. work takes the frame, the attribute names and the
 // listener. Without a listener there is nobody to work for: a log line, and work is not run.
 template <typename Work>
-jobject StreamToListener(JNIEnv* env, jobject settings, jobject attributes, jobject listener,
-                         jobject errors, Work&& work) {
+jobject StreamToListener(JNIEnv* env, JavaSettings settings, JavaAttributes attributes,
+                         JavaListener listener, JavaErrors errors, Work&& work) {
   return RunExport<StreamingFamily>(env, settings, errors, [&](ExportFrame& frame) -> jobject {
-    if (listener == nullptr) {
+    if (listener.object == nullptr) {
       call::LogMessage(frame.handler(), call::kMilestone, "No listener was passed");
       return nullptr;
     }
     const std::vector<std::u16string> names =
-        StringListToArray(frame.java(), frame.handler(), attributes);
-    JavaRowListener rows(frame.java(), listener, frame.handler().keys);
+        StringListToArray(frame.java(), frame.handler(), attributes.object);
+    JavaRowListener rows(frame.java(), listener.object, frame.handler().keys);
     frame.observer().SetListener(&rows);
     if (!frame.java().Failed()) work(frame, names, rows);
     frame.observer().SetListener(nullptr);

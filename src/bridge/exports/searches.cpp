@@ -6,8 +6,8 @@
 namespace zorvan::bridge {
 namespace {
 
-jobject GetObjects(JNIEnv* env, jobject settings, jstring container, jstring filter,
-                   jobject attributes, jobject listener, jobject errors) {
+jobject GetObjects(JNIEnv* env, JavaSettings settings, jstring container, jstring filter,
+                   JavaAttributes attributes, JavaListener listener, JavaErrors errors) {
   return StreamToListener(env, settings, attributes, listener, errors,
                           [&](ExportFrame& frame, const auto& names, call::RowListener& rows) {
                             objects::GetObjects(frame.handler(),
@@ -22,5 +22,6 @@ jobject GetObjects(JNIEnv* env, jobject settings, jstring container, jstring fil
 ZORVAN_EXPORT(jobject, GetObjects)
 (JNIEnv* env, jobject, jobject settings, jstring container, jstring filter, jobject attributes,
  jobject listener, jobject errors) {
-  return zorvan::bridge::GetObjects(env, settings, container, filter, attributes, listener, errors);
+  return zorvan::bridge::GetObjects(env, {settings}, container, filter, {attributes}, {listener},
+                                    {errors});
 }

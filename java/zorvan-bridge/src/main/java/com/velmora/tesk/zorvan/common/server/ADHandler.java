@@ -561,6 +561,38 @@ public class ADHandler {
       NativeListener listener,
       NativeError errors);
 
+  /** Streams the domain controllers: {@code userAccountControl} has bit 0x2000. */
+  public native Object GetDomainControllerObjects(
+      Properties settings,
+      String baseDn,
+      ArrayList<String> attributes,
+      NativeListener listener,
+      NativeError errors);
+
+  /** Streams the workstations and member servers: {@code userAccountControl} has bit 0x1000. */
+  public native Object GetComputerObjects(
+      Properties settings,
+      String baseDn,
+      ArrayList<String> attributes,
+      NativeListener listener,
+      NativeError errors);
+
+  /** Streams the computers trusted for delegation: {@code userAccountControl} has bit 0x80000. */
+  public native Object GetTrustedObjects(
+      Properties settings,
+      String baseDn,
+      ArrayList<String> attributes,
+      NativeListener listener,
+      NativeError errors);
+
+  /** Streams the disabled computers: {@code userAccountControl} has bit 2. */
+  public native Object GetDisabledObjects(
+      Properties settings,
+      String baseDn,
+      ArrayList<String> attributes,
+      NativeListener listener,
+      NativeError errors);
+
   /** Streams the computers that have a manager. That is, {@code managedBy} is set. */
   public native Object GetManagedComputers(
       Properties settings,
