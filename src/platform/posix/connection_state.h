@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <optional>
+#include <string>
 #include <utility>
 
 #include "platform/posix/call_conditions.h"
@@ -25,6 +26,10 @@ struct ConnectionState {
   std::optional<SealedTransport> sealed;
   LdapHandle handle;  // goes before the transports that it uses
   ServerNames names;
+  // Who has proved to be the server: a Kerberos realm or the holder of a certificate. Empty:
+  // nobody.
+  std::string provenBy;
+  std::string forestKey;
   CallConditions conditions;
   Authentication authentication = Authentication::kAnonymous;
   bool broken = false;

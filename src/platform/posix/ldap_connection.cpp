@@ -149,7 +149,9 @@ HResult LdapConnection::Open(const Endpoint& endpoint, const Credentials& creden
     const bool secure = (flags & kSecureAuthentication) != 0;
     result = LogOn(*state, endpoint, tls, secure, error).Bind(credentials);
   }
+  if (Succeeded(result) && !tls) result = ReadServerNames(*state, conditions.terms.connect, error);
   if (Failed(result)) return result;
+  NameForest(*state);
   error = {};
   connection = std::make_unique<LdapConnection>(std::move(state));
   return kOk;
@@ -161,6 +163,8 @@ LdapConnection::~LdapConnection() = default;
 LDAP* LdapConnection::handle() const { return state_->handle.get(); }
 const ServerNames& LdapConnection::names() const { return state_->names; }
 Authentication LdapConnection::authentication() const { return state_->authentication; }
+const std::string& LdapConnection::forestKey() const { return state_->forestKey; }
+bool LdapConnection::hasProvenForest() const { return !state_->provenBy.empty(); }
 bool LdapConnection::broken() const { return state_->broken; }
 
 HResult LdapConnection::AwaitMessage(int messageId, int all, LDAPMessage*& message) {

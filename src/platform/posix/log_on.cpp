@@ -1,6 +1,7 @@
 #include "platform/posix/log_on.h"
 
 #include <arpa/inet.h>
+#include <gssapi/gssapi_krb5.h>
 
 #include <memory>
 #include <string_view>
@@ -24,11 +25,30 @@ bool IsAddress(const std::string& host) {
          inet_pton(AF_INET6, host.c_str(), &bytes) == 1;
 }
 
+// The realm whose key centre vouched for the server. NTLM names none: whoever a controller talks to
+// about passwords can answer it.
+std::string RealmOf(const GssContext& context) {
+  OM_uint32 minor = 0;
+  GssName target;
+  gss_OID mechanism = GSS_C_NO_OID;
+  if (GSS_ERROR(gss_inquire_context(&minor, context.get(), nullptr, target.Put(), nullptr,
+                                    &mechanism, nullptr, nullptr, nullptr)) ||
+      !target || !gss_oid_equal(mechanism, gss_mech_krb5)) {
+    return {};
+  }
+  GssBuffer name;
+  if (GSS_ERROR(gss_display_name(&minor, target.get(), name.Put(), nullptr))) return {};
+  const std::string_view text(static_cast<const char*>(name.data()), name.size());
+  const std::size_t at = text.rfind('@');
+  return at == std::string_view::npos ? std::string() : "realm " + std::string(text.substr(at + 1));
+}
+
 }  // namespace
 
 // Inside TLS a password goes by simple bind: the only bind that servers accept there under every
 // policy on signing and channel binding.
 HResult LogOn::Bind(const Credentials& credentials) {
+  if (tls_) connection_.provenBy = CertificateHolder();
   if (!credentials.userName) return secure_ ? BindAsThisProcess() : kOk;  // else anonymous
   const LogonName name = LogonName::Parse(ToUtf8(*credentials.userName));
   const SecretText password(credentials.password.value_or(std::u16string_view()));
@@ -88,7 +108,9 @@ HResult LogOn::BindSecurely(const LogonName& name, const SecretText& password) {
 
 HResult LogOn::Conclude(SpnegoOutcome outcome, Authentication authentication) {
   connection_.authentication = authentication;
-  if (Failed(outcome.result) || tls_) return outcome.result;
+  if (Failed(outcome.result)) return outcome.result;
+  if (tls_) return kOk;
+  connection_.provenBy = RealmOf(outcome.context);
   // Whatever came unprotected behind the answer to the bind did not come from the server that was
   // bound to.
   if (connection_.socket.hasInput()) return ServerDown("the server sent data out of turn", error_);
@@ -96,6 +118,11 @@ HResult LogOn::Conclude(SpnegoOutcome outcome, Authentication authentication) {
   Sockbuf* layers = nullptr;
   ldap_get_option(handle_, LDAP_OPT_SOCKBUF, &layers);
   return connection_.sealed->Attach(layers) ? kOk : kOutOfMemory;
+}
+
+// Trust in the certificate was the caller's choice, so it goes with the host.
+std::string LogOn::CertificateHolder() const {
+  return "host " + endpoint_.host + "\n" + ToUtf8(connection_.conditions.terms.trustedAuthorities);
 }
 
 // Servers know names with their domain and distinguished names here; a bare name is completed to

@@ -33,6 +33,7 @@ class LogOn {
   HResult Conclude(SpnegoOutcome outcome, Authentication authentication);
   HResult ExchangeToken(std::string_view token, BindAnswer& answer, ExtendedError& error);
   std::vector<std::string> Services() const;
+  std::string CertificateHolder() const;
   BindExchange exchange() {
     return [this](std::string_view token, BindAnswer& answer, ExtendedError& error) {
       return ExchangeToken(token, answer, error);

@@ -1,7 +1,12 @@
 #include "platform/posix/root_dse.h"
 
+#include <algorithm>
 #include <array>
+#include <atomic>
+#include <cstdint>
+#include <iterator>
 #include <string>
+#include <utility>
 
 namespace zorvan::platform::posix {
 namespace {
@@ -42,10 +47,11 @@ HResult ReadServerNames(ConnectionState& connection, std::chrono::milliseconds l
     return ServerDown("the server accepts connections but does not answer", error);
   if (Failed(awaited))
     return ServerDown("the server closed the connection or speaks another protocol", error);
+  ServerNames& names = connection.names;
+  names = {};
   LDAPMessage* entry = ldap_first_entry(handle, answer.get());
   if (entry == nullptr) return kOk;  // a server that keeps its root to itself
 
-  ServerNames& names = connection.names;
   names.dnsHostName = FirstValue(handle, entry, "dnsHostName");
   names.realm = RealmOf(FirstValue(handle, entry, "ldapServiceName"));
   names.defaultNamingContext = FirstValue(handle, entry, "defaultNamingContext");
@@ -53,6 +59,23 @@ HResult ReadServerNames(ConnectionState& connection, std::chrono::milliseconds l
   names.schemaNamingContext = FirstValue(handle, entry, "schemaNamingContext");
   names.configurationNamingContext = FirstValue(handle, entry, "configurationNamingContext");
   return kOk;
+}
+
+void NameForest(ConnectionState& connection) {
+  if (connection.provenBy.empty()) {
+    static std::atomic<std::uint64_t> count = 0;
+    connection.forestKey = "connection " + std::to_string(++count);
+    return;
+  }
+  const ServerNames& names = connection.names;
+  std::string key = connection.provenBy;
+  for (const std::string* name : {&names.rootDomainNamingContext, &names.schemaNamingContext}) {
+    key += '\n';
+    std::ranges::transform(*name, std::back_inserter(key), [](char character) {
+      return character >= 'A' && character <= 'Z' ? static_cast<char>(character | 0x20) : character;
+    });
+  }
+  connection.forestKey = std::move(key);
 }
 
 }  // namespace zorvan::platform::posix
