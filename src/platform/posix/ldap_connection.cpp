@@ -87,6 +87,19 @@ HResult Connect(const Endpoint& endpoint, const CallConditions& conditions,
   return MakeHandle(endpoint, *state);
 }
 
+// The names that count are read under the protection of the log-on, or of a certificate that was
+// verified; before that they are asked for only where there is a use for them.
+HResult OpenAs(ConnectionState& state, const Endpoint& endpoint, bool tls, bool secure,
+               const Credentials& credentials, ExtendedError& error) {
+  LogOn logOn(state, endpoint, tls, secure, error);
+  const std::chrono::milliseconds limit = state.conditions.terms.connect;
+  HResult result = kOk;
+  if (logOn.NeedsServerNames()) result = ReadServerNames(state, limit, error);
+  if (Succeeded(result)) result = logOn.Bind(credentials);
+  if (Succeeded(result) && !tls) result = ReadServerNames(state, limit, error);
+  return result;
+}
+
 }  // namespace
 
 HResult ServerDown(std::string_view reason, ExtendedError& error) {
@@ -143,13 +156,9 @@ HResult LdapConnection::Open(const Endpoint& endpoint, const Credentials& creden
   std::unique_ptr<ConnectionState> state;
   HResult result = Connect(endpoint, conditions, state, error);
   if (Succeeded(result) && tls) result = StartTls(*state, endpoint.host, error);
-  // The first answer belongs to reaching the server, and is given no more time.
-  if (Succeeded(result)) result = ReadServerNames(*state, conditions.terms.connect, error);
-  if (Succeeded(result)) {
-    const bool secure = (flags & kSecureAuthentication) != 0;
-    result = LogOn(*state, endpoint, tls, secure, error).Bind(credentials);
-  }
-  if (Succeeded(result) && !tls) result = ReadServerNames(*state, conditions.terms.connect, error);
+  if (Succeeded(result))
+    result =
+        OpenAs(*state, endpoint, tls, (flags & kSecureAuthentication) != 0, credentials, error);
   if (Failed(result)) return result;
   NameForest(*state);
   error = {};

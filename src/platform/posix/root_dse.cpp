@@ -25,6 +25,13 @@ std::string RealmOf(const std::string& serviceName) {
 
 }  // namespace
 
+HResult NoAnswer(HResult awaited, ExtendedError& error) {
+  return ServerDown(awaited == kTimedOut
+                        ? "the server accepts connections but does not answer"
+                        : "the server closed the connection or speaks another protocol",
+                    error);
+}
+
 // The first answer of the server; it belongs to reaching it, and is given no more time.
 HResult ReadServerNames(ConnectionState& connection, std::chrono::milliseconds limit,
                         ExtendedError& error) {
@@ -43,10 +50,7 @@ HResult ReadServerNames(ConnectionState& connection, std::chrono::milliseconds l
   if (result != LDAP_SUCCESS) return ServerDown("the connection was closed", error);
   LdapMessage answer;
   const HResult awaited = connection.Await(messageId, LDAP_MSG_ALL, limit, *answer.Put());
-  if (awaited == kTimedOut)
-    return ServerDown("the server accepts connections but does not answer", error);
-  if (Failed(awaited))
-    return ServerDown("the server closed the connection or speaks another protocol", error);
+  if (Failed(awaited)) return NoAnswer(awaited, error);
   ServerNames& names = connection.names;
   names = {};
   LDAPMessage* entry = ldap_first_entry(handle, answer.get());

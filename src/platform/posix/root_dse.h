@@ -7,6 +7,9 @@
 
 namespace zorvan::platform::posix {
 
+// The failure of a server whose answer was awaited in vain, in words; awaited is what Await gave.
+HResult NoAnswer(HResult awaited, ExtendedError& error);
+
 // Reads the names into connection.names, in place of those that were there. Before the log-on, or
 // a verified certificate, anybody can have written the answer.
 HResult ReadServerNames(ConnectionState& connection, std::chrono::milliseconds limit,
