@@ -1,11 +1,11 @@
 // Kerberos tickets for one service, got with a name and a password and held in memory.
 //
-// The key distribution centre is the directory server itself, spoken to by TCP at an address that
-// the caller knows already; which requests are needed is libkrb5's business. No configuration file,
-// ticket file, environment variable or DNS name has a say. The tickets are gone when the object is.
+// The key distribution centre (KDC) is the directory server itself, spoken to by TCP at an address
+// that the caller knows already; which requests are needed is libkrb5's business. No configuration
+// file, ticket file, environment variable or DNS name has a say. The tickets are gone when the
+// object is.
 #pragma once
 
-#include <chrono>
 #include <memory>
 #include <string>
 #include <vector>
@@ -15,25 +15,26 @@
 #include "platform/posix/logon_name.h"
 #include "platform/posix/secret_text.h"
 #include "platform/posix/tcp_connector.h"
+#include "platform/result.h"
 
 namespace zorvan::platform::posix {
 
 enum class KerberosOutcome {
   kReady,
-  kRefused,  // name or password are wrong or the account may not log on; error says why. Final: the
-             // centre has counted it
-  kUnavailable,  // Kerberos cannot be spoken here, and no wrong password was counted; error says
-                 // why
+  kRefused,  // name or password are wrong or the account may not log on; the result is
+             // kLogonFailure. Final: the KDC has counted it
+  kFailed,   // no ticket, and no wrong password was counted; the result says what was wrong
 };
 
 struct KerberosLogon {
   LogonName name;
   const SecretText& password;
-  std::string realm;                  // the server's
-  std::vector<std::string> services;  // names of the service, the first that the centre knows is
-                                      // taken: "ldap/dc1.example.test"
-  SocketAddress centre;
-  std::chrono::milliseconds timeLimit;  // for each question to the centre
+  std::string realm;                  // the server's, and the user's if the name states none
+  std::vector<std::string> services;  // without realm, the first that the KDC knows is taken:
+                                      // "ldap/dc1.example.test"
+  SocketAddress kdc;
+  Patience patience;  // for all questions together; each of them has kKdcPatience at most
+  bool allowRc4 = false;
 };
 
 class KerberosCredentials {
@@ -43,8 +44,10 @@ class KerberosCredentials {
   KerberosCredentials(const KerberosCredentials&) = delete;
   KerberosCredentials& operator=(const KerberosCredentials&) = delete;
 
-  // To be called once.
-  KerberosOutcome Acquire(const KerberosLogon& logon, ExtendedError& error);
+  // To be called once. Results as KerberosFailure gives them (kServerDown for a KDC that is silent,
+  // talks nonsense or asks for more computing than kMaxKeyIterations); a name that the realm does
+  // not know although it states another domain is kLogonFailure, but kFailed and not kRefused.
+  KerberosOutcome Acquire(const KerberosLogon& logon, HResult& result, ExtendedError& error);
 
   // The ticket cache as GSSAPI wants it named, and the service with its realm.
   const std::string& cacheName() const;

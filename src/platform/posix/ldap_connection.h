@@ -25,7 +25,7 @@ struct Endpoint {
   std::uint16_t port = 389;
 };
 
-// What the root of the server's directory says of itself (readable before authentication).
+// What the root of the server's directory says of itself.
 struct ServerNames {
   std::string dnsHostName;  // "dc1.example.test"; empty when the server does not say
   std::string realm;        // "EXAMPLE.TEST"; empty when the server does not say
@@ -68,8 +68,19 @@ class LdapConnection {
   // may still be queued here, and the library's own waiting knows neither the queue nor the time
   // limit.
   LDAP* handle() const;
+  // As the server gave them under the protection of the connection; what was said before the
+  // log-on is not kept. Of an anonymous connection without TLS anybody can have written them.
   const ServerNames& names() const;
   Authentication authentication() const;
+
+  // Stands for the forest and for who has proved that this server belongs to it: the Kerberos realm
+  // of its service, or the certificate of its host, with the names of the forest's root and schema.
+  // Two connections have the same key only when whatever the forest says holds for both. Where
+  // nobody has proved anything (anonymous without TLS; NTLM, which any member of a domain can
+  // answer), the key is that of this connection alone. Never empty.
+  const std::string& forestKey() const;
+  // Whether the key can come again, so that keeping something under it has a use.
+  bool hasProvenForest() const;
 
   // Waits for the next message of a request (messageId, or LDAP_RES_ANY). all is LDAP_MSG_ONE,
   // LDAP_MSG_ALL or LDAP_MSG_RECEIVED. The caller frees the message with ldap_msgfree. Gives up
