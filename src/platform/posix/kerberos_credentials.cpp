@@ -298,11 +298,11 @@ KerberosOutcome KerberosCredentials::Acquire(const KerberosLogon& logon, HResult
     result = kLogonFailure;
     error = LogonFailure(ReasonFor(code, session_->status()));
     const std::string foreign = ForeignDomain(logon.name, logon.realm);
-    if (code != KRB5KDC_ERR_C_PRINCIPAL_UNKNOWN || foreign.empty())
-      return KerberosOutcome::kRefused;
-    error.text += u" " + ToUtf16(logon.realm) + u" has no account of that name in the domain " +
-                  ToUtf16(foreign) + u".";
-    return KerberosOutcome::kFailed;
+    if (code == KRB5KDC_ERR_C_PRINCIPAL_UNKNOWN && !foreign.empty()) {
+      error.text += u" " + ToUtf16(logon.realm) + u" knows no such account in the domain " +
+                    ToUtf16(foreign) + u".";
+    }
+    return KerberosOutcome::kRefused;
   }
   if (code == 0) code = session_->GetServiceTicket(logon);
   if (code == 0) return KerberosOutcome::kReady;

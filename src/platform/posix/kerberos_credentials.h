@@ -45,8 +45,9 @@ class KerberosCredentials {
   KerberosCredentials& operator=(const KerberosCredentials&) = delete;
 
   // To be called once. Results as KerberosFailure gives them (kServerDown for a KDC that is silent,
-  // talks nonsense or asks for more computing than kMaxKeyIterations); a name that the realm does
-  // not know although it states another domain is kLogonFailure, but kFailed and not kRefused.
+  // talks nonsense or asks for more computing than kMaxKeyIterations). A name that the realm does
+  // not know is refused, whatever domain it states and in whichever form: a server that is asked by
+  // NTLM may take an unknown domain for its own.
   KerberosOutcome Acquire(const KerberosLogon& logon, HResult& result, ExtendedError& error);
 
   // The ticket cache as GSSAPI wants it named, and the service with its realm.

@@ -64,7 +64,8 @@ LogonPlan LogOn::Plan(const LogonName& name) const {
 
 bool LogOn::NeedsServerNames() const { return tls_ || (secure_ && Plan({}).takesToldName); }
 
-// With a server given as an address, the one service is that of the name that the server told.
+// With a server given as an address, or as its domain, the one service is that of the name that it
+// told.
 bool LogOn::FindServices(LogonPlan& plan) {
   if (!plan.takesToldName) return true;
   const std::string service =
@@ -75,8 +76,8 @@ bool LogOn::FindServices(LogonPlan& plan) {
 
 HResult LogOn::ServiceUnknown() {
   error_ = {CodeOf(kTargetUnknown),
-            u"The server was given as an address and does not tell the name that a Kerberos ticket "
-            u"would be for."};
+            u"The server was given without its name and does not tell it, so that there is none to "
+            u"ask a Kerberos ticket for."};
   return kTargetUnknown;
 }
 
@@ -158,7 +159,7 @@ void LogOn::Announce(Authentication authentication, const LogonPlan& plan,
     default:
       return;
   }
-  if (plan.takesToldName && !service.empty())
+  if (plan.isAddress && !service.empty())
     Notify(NoticeKind::kServiceNameFromServer, ToUtf16(service));
 }
 
