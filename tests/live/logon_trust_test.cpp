@@ -1,8 +1,16 @@
 // Whom a log-on takes for the server, whoever answers: with relays at addresses of their own
 // between the client and the real controller.
 #include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <memory>
@@ -188,6 +196,47 @@ TEST(LogonTrust, UserOfAnotherDomainIsTreatedAlikeInBothSpellings) {
       EXPECT_EQ(attempt->error.code, 1326U) << ToUtf8(name);
     }
   }
+}
+
+// ---- winbind
+
+// In a process of its own, which sees a winbind that accepts and keeps silent: two log-ons by NTLM
+// one after the other. Returns how many milliseconds each took, in whole tenths of a second, or 255
+// for a failure of the test itself.
+int LogOnBesideSilentWinbind() {
+  constexpr char kFolder[] = "/run/samba/winbindd";
+  if (unshare(CLONE_NEWNS) != 0 || mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+      mount("none", kFolder, "tmpfs", 0, "mode=0755") != 0) {
+    return 255;
+  }
+  const FileDescriptor silent(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  sockaddr_un place{};
+  place.sun_family = AF_UNIX;
+  std::snprintf(place.sun_path, sizeof place.sun_path, "%s/pipe", kFolder);
+  if (bind(silent.get(), reinterpret_cast<const sockaddr*>(&place), sizeof place) != 0 ||
+      listen(silent.get(), 8) != 0) {
+    return 255;
+  }
+  steady_clock::duration slowest{};
+  for (int i = 0; i < 2; ++i) {
+    const auto attempt =
+        OpenAs(TestDomain::Get()["address"], {.domain = false, .allowNtlm = false});
+    const bool said = ToUtf8(attempt->error.text).find("winbind") != std::string::npos;
+    if (attempt->result != kNoLogonServers || !said) return 254;
+    slowest = std::max(slowest, attempt->time);
+  }
+  return static_cast<int>(std::chrono::duration_cast<std::chrono::milliseconds>(slowest).count() /
+                          100);
+}
+
+TEST(LogonTrust, SilentWinbindIsLeftBehind) {
+  const pid_t child = fork();
+  if (child == 0) _exit(LogOnBesideSilentWinbind());
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  ASSERT_TRUE(WIFEXITED(status));
+  EXPECT_GE(WEXITSTATUS(status), 15);
+  EXPECT_LE(WEXITSTATUS(status), 40) << "tenths of a second, or 254, 255";
 }
 
 // ---- The identity of the process
