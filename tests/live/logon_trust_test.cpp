@@ -273,6 +273,27 @@ TEST(LogonTrust, ConfigurationThatCannotBeReadIsCalledSo) {
   std::remove(path.c_str());
 }
 
+TEST(LogonTrust, ProcessIsHeldUpByASilentKeyDistributionCentreNoLongerThanAPassword) {
+  const TestDomain& domain = TestDomain::Get();
+  const std::string cache = "FILE:" + testing::TempDir() + "zorvan-process.ccache";
+  const Environment configuration("KRB5_CONFIG", domain["krb5Conf"]);
+  const Environment tickets("KRB5CCNAME", cache);
+  const std::string login =
+      "kinit reader@" + domain["realm"] + " < '" + domain["readerPasswordFile"] + "' >/dev/null";
+  ASSERT_EQ(std::system(login.c_str()), 0);
+  const auto genuine = OpenAs(domain["host"], Credentials{});
+  EXPECT_EQ(genuine->result, kOk) << ToUtf8(genuine->error.text);
+  EXPECT_EQ(OpenAs(domain["aliasHost"], Credentials{})->result, kTargetUnknown);
+
+  const std::string host = "down2." + domain["dnsDomain"];
+  const Relay ldap("127.0.0.22", kLdap);
+  const Relay kdc("127.0.0.22", kKerberos, {.silent = true});
+  const auto held = OpenAs(host, Credentials{});
+  EXPECT_EQ(held->result, kServerDown) << ToUtf8(held->error.text);
+  EXPECT_LT(held->time, std::chrono::milliseconds(4000));
+  std::remove(cache.substr(5).c_str());
+}
+
 TEST(LogonTrust, ExpiredTicketIsToldFromAMissingOne) {
   const TestDomain& domain = TestDomain::Get();
   const std::string cache = "FILE:" + testing::TempDir() + "zorvan-expired.ccache";

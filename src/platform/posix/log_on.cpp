@@ -89,9 +89,32 @@ HResult LogOn::BindAsThisProcess() {
     return kNoLogonSession;
   }
   const MessageLayers layers = tls_ ? MessageLayers::kNone : MessageLayers::kSignedAndSealed;
-  SpnegoOutcome bound = BindAsProcess(plan.services, plan.realm, layers, exchange(), error_);
+  const std::string binding;
+  const SecretText nobodys(u"");
+  KerberosCredentials tickets;
+  HResult result = kOk;
+  KerberosOutcome outcome = KerberosOutcome::kElsewhere;
+  if (!plan.realm.empty())
+    outcome = tickets.AcquireAsProcess(Questions({}, nobodys, plan), result, error_);
+  if (outcome == KerberosOutcome::kFailed) return result;
+  SpnegoOutcome bound =
+      outcome == KerberosOutcome::kReady
+          ? BindWithTicket(tickets, layers, binding, exchange(), error_)
+          : BindAsProcess(plan.services, plan.realm, layers, binding, exchange(), error_);
   JudgeRejectedTicket(bound.result, error_);
   return Conclude(std::move(bound), Authentication::kProcessIdentity, plan);
+}
+
+KerberosLogon LogOn::Questions(const LogonName& name, const SecretText& password,
+                               const LogonPlan& plan) const {
+  return {.name = name,
+          .password = password,
+          .realm = plan.realm,
+          .services = plan.services,
+          .kdc = PeerAddress(connection_.socket.descriptor(), kKerberosPort),
+          .deadline = deadline_,
+          .allowRc4 = connection_.conditions.terms.allowRc4,
+          .observer = connection_.conditions.observer};
 }
 
 HResult LogOn::BindSecurely(const LogonName& name, const SecretText& password) {
@@ -112,19 +135,13 @@ HResult LogOn::BindByKerberos(const LogonName& name, const SecretText& password,
                               bool& final) {
   final = false;
   if (!FindServices(plan)) return ServiceUnknown();
-  const KerberosLogon logon{.name = name,
-                            .password = password,
-                            .realm = plan.realm,
-                            .services = plan.services,
-                            .kdc = PeerAddress(connection_.socket.descriptor(), kKerberosPort),
-                            .deadline = deadline_,
-                            .allowRc4 = connection_.conditions.terms.allowRc4};
   KerberosCredentials tickets;
   HResult result = kOk;
-  const KerberosOutcome outcome = tickets.Acquire(logon, result, error_);
+  const KerberosOutcome outcome = tickets.Acquire(Questions(name, password, plan), result, error_);
   final = outcome == KerberosOutcome::kRefused;
   if (outcome != KerberosOutcome::kReady) return result;
-  SpnegoOutcome bound = BindWithTicket(tickets, exchange(), error_);
+  SpnegoOutcome bound =
+      BindWithTicket(tickets, MessageLayers::kSignedAndSealed, {}, exchange(), error_);
   JudgeRejectedTicket(bound.result, error_);
   final = Succeeded(bound.result) || connection_.broken;
   return Conclude(std::move(bound), Authentication::kKerberos, plan);

@@ -70,6 +70,7 @@ struct Negotiation {
   gss_OID mechanism;
   const GssName& target;
   MessageLayers layers;
+  std::string_view channelBinding = {};
   FirstLeg* taken = nullptr;  // when the first leg has been taken already
 };
 
@@ -102,6 +103,8 @@ struct FirstLeg {
 SpnegoOutcome Negotiate(const Negotiation& with, const BindExchange& exchange,
                         ExtendedError& error) {
   const OM_uint32 required = RequiredFlags(with.layers);
+  gss_channel_bindings_struct channel{};
+  channel.application_data = BufferOf(with.channelBinding);
   SpnegoOutcome outcome;
   BindAnswer answer;
   OM_uint32 agreed = 0;
@@ -122,7 +125,8 @@ SpnegoOutcome Negotiate(const Negotiation& with, const BindExchange& exchange,
                             received == nullptr ? nullptr : received->bv_val};
       major = gss_init_sec_context(
           &minor, with.credential, outcome.context.InOut(), with.target.get(), with.mechanism,
-          required, 0, GSS_C_NO_CHANNEL_BINDINGS, &input, nullptr, token.Put(), &agreed, nullptr);
+          required, 0, with.channelBinding.empty() ? GSS_C_NO_CHANNEL_BINDINGS : &channel, &input,
+          nullptr, token.Put(), &agreed, nullptr);
       if (GSS_ERROR(major)) {
         const HResult result = FailureOf(major, minor, with.mechanism, error);
         return {.result = result, .nothingSent = leg == 0, .context = {}};
@@ -157,8 +161,8 @@ OM_uint32 RestrictToKerberos(GssCredential& credential, MessageLayers layers, OM
 }
 
 SpnegoOutcome BindWithKerberos(GssCredential& credential, const std::string& service,
-                               MessageLayers layers, const BindExchange& exchange,
-                               ExtendedError& error) {
+                               MessageLayers layers, const std::string& channelBinding,
+                               const BindExchange& exchange, ExtendedError& error) {
   OM_uint32 minor = 0;
   OM_uint32 major = RestrictToKerberos(credential, layers, minor);
   GssName target;
@@ -168,14 +172,16 @@ SpnegoOutcome BindWithKerberos(GssCredential& credential, const std::string& ser
                             target.Put());
   }
   if (GSS_ERROR(major)) return FailedHere(major, minor, &kerberosMechanism, error);
-  return Negotiate({credential.get(), &spnegoMechanism, target, layers}, exchange, error);
+  return Negotiate({credential.get(), &spnegoMechanism, target, layers, channelBinding}, exchange,
+                   error);
 }
 
 }  // namespace
 
 // GSSAPI makes a Kerberos context of its own, by the configuration of the process. With the ticket
 // at hand it needs nothing from there; where the configuration cannot be read it fails.
-SpnegoOutcome BindWithTicket(const KerberosCredentials& credentials, const BindExchange& exchange,
+SpnegoOutcome BindWithTicket(const KerberosCredentials& credentials, MessageLayers layers,
+                             const std::string& channelBinding, const BindExchange& exchange,
                              ExtendedError& error) {
   gss_key_value_element_desc cache{"ccache", credentials.cacheName().c_str()};
   const gss_key_value_set_desc store{1, &cache};
@@ -186,13 +192,13 @@ SpnegoOutcome BindWithTicket(const KerberosCredentials& credentials, const BindE
       gss_acquire_cred_from(&minor, GSS_C_NO_NAME, GSS_C_INDEFINITE, &spnego, GSS_C_INITIATE,
                             &store, credential.Put(), nullptr, nullptr);
   if (GSS_ERROR(major)) return FailedHere(major, minor, &kerberosMechanism, error);
-  return BindWithKerberos(credential, credentials.service(), MessageLayers::kSignedAndSealed,
-                          exchange, error);
+  return BindWithKerberos(credential, credentials.service(), layers, channelBinding, exchange,
+                          error);
 }
 
 SpnegoOutcome BindAsProcess(const std::vector<std::string>& services, const std::string& realm,
-                            MessageLayers layers, const BindExchange& exchange,
-                            ExtendedError& error) {
+                            MessageLayers layers, const std::string& channelBinding,
+                            const BindExchange& exchange, ExtendedError& error) {
   gss_OID_set_desc spnego{1, &spnegoMechanism};
   GssCredential credential;
   OM_uint32 minor = 0;
@@ -204,7 +210,7 @@ SpnegoOutcome BindAsProcess(const std::vector<std::string>& services, const std:
     if (GSS_ERROR(major)) break;
     std::string name = service;
     if (!realm.empty()) name.append("@").append(realm);
-    outcome = BindWithKerberos(credential, name, layers, exchange, error);
+    outcome = BindWithKerberos(credential, name, layers, channelBinding, exchange, error);
     if (outcome.result != kTargetUnknown || !outcome.nothingSent) break;
   }
   if (!outcome.nothingSent || outcome.result == kTargetUnknown) return outcome;
@@ -263,8 +269,12 @@ SpnegoOutcome BindWithNtlm(const LogonName& name, const SecretText& password,
     return {.result = kTimedOut, .nothingSent = true, .context = {}};
   }
   if (GSS_ERROR(first->major)) return FailedHere(first->major, first->minor, &ntlmMechanism, error);
-  SpnegoOutcome outcome = Negotiate({first->credential->get(), &ntlmMechanism, first->target,
-                                     MessageLayers::kSignedAndSealed, first.get()},
+  SpnegoOutcome outcome = Negotiate({first->credential->get(),
+                                     &ntlmMechanism,
+                                     first->target,
+                                     MessageLayers::kSignedAndSealed,
+                                     {},
+                                     first.get()},
                                     exchange, error);
   if (Succeeded(outcome.result)) KeepNtlmCredential(account, password, first->credential);
   return outcome;
