@@ -82,6 +82,7 @@ class KerberosCredentials::Session {
       : owner_(std::move(context)), context_(owner_.get()), client_(context_), cache_(context_) {}
 
   krb5_error_code LogOn(const KerberosLogon& logon);
+  krb5_error_code TakeOverCache(const std::string& realm, bool& elsewhere);
   krb5_error_code GetServiceTicket(const KerberosLogon& logon);
 
   HResult Describe(krb5_error_code code, const KerberosLogon& logon, ExtendedError& error) const;
@@ -152,6 +153,19 @@ krb5_error_code KerberosCredentials::Session::LogOn(const KerberosLogon& logon) 
   return code != 0 ? code : krb5_copy_principal(context_, ticket->client, client_.Put());
 }
 
+// A copy, because the process's own cache is not ours to fill.
+krb5_error_code KerberosCredentials::Session::TakeOverCache(const std::string& realm,
+                                                            bool& elsewhere) {
+  OpenKerberosCache ofProcess(context_);
+  krb5_error_code code = krb5_cc_default(context_, ofProcess.Put());
+  if (code == 0) code = krb5_cc_get_principal(context_, ofProcess.get(), client_.Put());
+  elsewhere = code != 0 || !SameName(ViewOf(client_->realm), realm);
+  if (elsewhere) return code;
+  code = krb5_cc_new_unique(context_, "MEMORY", nullptr, cache_.Put());
+  if (code == 0) code = krb5_cc_initialize(context_, cache_.get(), client_.get());
+  return code != 0 ? code : krb5_cc_copy_creds(context_, ofProcess.get(), cache_.get());
+}
+
 krb5_error_code KerberosCredentials::Session::GetServiceTicket(const KerberosLogon& logon) {
   krb5_error_code code = KRB5KDC_ERR_S_PRINCIPAL_UNKNOWN;
   for (const std::string& name : logon.services) {
@@ -216,6 +230,10 @@ krb5_error_code KerberosCredentials::Session::Ask(const KerberosLogon& logon,
   const std::string_view asked = ViewOf(realm);
   if (!SameName(asked, logon.realm) && !SameName(asked, logon.name.domain))
     return KRB5_REALM_UNKNOWN;
+  if (logon.observer != nullptr && logon.observer->IsCancelled()) {
+    reason_ = "the caller gave up";
+    return KRB5_KDC_UNREACH;
+  }
   if (WasSilent(logon.kdc, Clock::now())) {
     reason_ = "it did not answer a short while ago";
     return KRB5_KDC_UNREACH;
@@ -298,12 +316,28 @@ KerberosOutcome KerberosCredentials::Acquire(const KerberosLogon& logon, HResult
     result = kLogonFailure;
     error = LogonFailure(ReasonFor(code, session_->status()));
     const std::string foreign = ForeignDomain(logon.name, logon.realm);
-    if (code != KRB5KDC_ERR_C_PRINCIPAL_UNKNOWN || foreign.empty())
-      return KerberosOutcome::kRefused;
-    error.text += u" " + ToUtf16(logon.realm) + u" has no account of that name in the domain " +
-                  ToUtf16(foreign) + u".";
-    return KerberosOutcome::kFailed;
+    if (code == KRB5KDC_ERR_C_PRINCIPAL_UNKNOWN && !foreign.empty()) {
+      error.text += u" " + ToUtf16(logon.realm) + u" knows no such account in the domain " +
+                    ToUtf16(foreign) + u".";
+    }
+    return KerberosOutcome::kRefused;
   }
+  if (code == 0) code = session_->GetServiceTicket(logon);
+  if (code == 0) return KerberosOutcome::kReady;
+  result = session_->Describe(code, logon, error);
+  return KerberosOutcome::kFailed;
+}
+
+KerberosOutcome KerberosCredentials::AcquireAsProcess(const KerberosLogon& logon, HResult& result,
+                                                      ExtendedError& error) {
+  result = JudgeProcessIdentity(error);
+  if (result == kNoLogonSession) return KerberosOutcome::kElsewhere;
+  KerberosContext context;
+  if (Failed(result) || krb5_init_context(context.Put()) != 0) return KerberosOutcome::kFailed;
+  session_ = std::make_unique<Session>(std::move(context));
+  bool elsewhere = false;
+  krb5_error_code code = session_->TakeOverCache(logon.realm, elsewhere);
+  if (elsewhere) return KerberosOutcome::kElsewhere;
   if (code == 0) code = session_->GetServiceTicket(logon);
   if (code == 0) return KerberosOutcome::kReady;
   result = session_->Describe(code, logon, error);

@@ -1,4 +1,5 @@
-// Kerberos tickets for one service, got with a name and a password and held in memory.
+// Kerberos tickets for one service, got with a name and a password, or with the tickets of the
+// process, and held in memory.
 //
 // The key distribution centre (KDC) is the directory server itself, spoken to by TCP at an address
 // that the caller knows already; which requests are needed is libkrb5's business. No configuration
@@ -10,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/call_terms.h"
 #include "platform/directory.h"
 #include "platform/posix/handles.h"
 #include "platform/posix/logon_name.h"
@@ -21,9 +23,10 @@ namespace zorvan::platform::posix {
 
 enum class KerberosOutcome {
   kReady,
-  kRefused,  // name or password are wrong or the account may not log on; the result is
-             // kLogonFailure. Final: the KDC has counted it
-  kFailed,   // no ticket, and no wrong password was counted; the result says what was wrong
+  kRefused,    // name or password are wrong or the account may not log on; the result is
+               // kLogonFailure. Final: the KDC has counted it
+  kElsewhere,  // the process has no ticket cache, or is of another realm
+  kFailed,     // no ticket, and no wrong password was counted; the result says what was wrong
 };
 
 struct KerberosLogon {
@@ -35,6 +38,7 @@ struct KerberosLogon {
   SocketAddress kdc;
   Patience patience;  // for all questions together; each of them has kKdcPatience at most
   bool allowRc4 = false;
+  CallObserver* observer = nullptr;  // may be null; asked before each question
 };
 
 class KerberosCredentials {
@@ -44,10 +48,16 @@ class KerberosCredentials {
   KerberosCredentials(const KerberosCredentials&) = delete;
   KerberosCredentials& operator=(const KerberosCredentials&) = delete;
 
-  // To be called once. Results as KerberosFailure gives them (kServerDown for a KDC that is silent,
-  // talks nonsense or asks for more computing than kMaxKeyIterations); a name that the realm does
-  // not know although it states another domain is kLogonFailure, but kFailed and not kRefused.
+  // One of the two is to be called, once. Results as KerberosFailure gives them (kServerDown for a
+  // KDC that is silent, talks nonsense or asks for more computing than kMaxKeyIterations). A name
+  // that the realm does not know is refused, whatever domain it states and in whichever form: a
+  // server that is asked by NTLM may take an unknown domain for its own.
   KerberosOutcome Acquire(const KerberosLogon& logon, HResult& result, ExtendedError& error);
+
+  // The same for the identity of the process, with its configuration and a copy of its ticket
+  // cache; name, password and allowRc4 have no say.
+  KerberosOutcome AcquireAsProcess(const KerberosLogon& logon, HResult& result,
+                                   ExtendedError& error);
 
   // The ticket cache as GSSAPI wants it named, and the service with its realm.
   const std::string& cacheName() const;

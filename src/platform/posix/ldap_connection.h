@@ -45,16 +45,17 @@ class LdapConnection {
   // Connects and authenticates.
   //
   // With kSecureAuthentication the bind is GSS-SPNEGO and everything after it is signed and sealed
-  // (inside TLS it is not, since servers refuse that). Kerberos comes first; NTLM is used only
-  // where Kerberos cannot be spoken, so that a wrong password is tried once. No user name means the
-  // Kerberos identity of the process. Without kSecureAuthentication it is a simple bind, anonymous
-  // without a user name, and a password is sent inside TLS only. An empty password with a user name
-  // is refused without asking the server.
+  // (inside TLS it is not, since servers refuse that). It is by Kerberos; NTLM is used only where
+  // what the caller gave rules Kerberos out, or the terms allow it (logon_plan.h). No user name
+  // means the Kerberos identity of the process. Without kSecureAuthentication it is a simple bind,
+  // anonymous without a user name, and a password is sent inside TLS only. An empty password with a
+  // user name is refused without asking the server.
   //
   // On failure connection stays empty and error has the reason: kServerDown for a host that is
-  // unknown, refuses, keeps silent or fails the TLS handshake; kLogonFailure with the Win32 code of
-  // the reason (1331: disabled) for a refused logon; kNoLogonSession when nobody is named and the
-  // process has no Kerberos identity.
+  // unknown, refuses, keeps silent, fails the TLS handshake or has no KDC that can be used;
+  // kLogonFailure with the Win32 code of the reason (1331: disabled) for a refused logon;
+  // kNoLogonSession when nobody is named and the process has no Kerberos identity; other results of
+  // KerberosFailure (kerberos_failure.h).
   static HResult Open(const Endpoint& endpoint, const Credentials& credentials, std::uint32_t flags,
                       std::unique_ptr<LdapConnection>& connection, ExtendedError& error,
                       const CallConditions& conditions = {});

@@ -65,7 +65,8 @@ LogonPlan LogOn::Plan(const LogonName& name) const {
 
 bool LogOn::NeedsServerNames() const { return tls_ || (secure_ && Plan({}).takesToldName); }
 
-// With a server given as an address, the one service is that of the name that the server told.
+// With a server given as an address, or as its domain, the one service is that of the name that it
+// told.
 bool LogOn::FindServices(LogonPlan& plan) {
   if (!plan.takesToldName) return true;
   const std::string service =
@@ -76,8 +77,8 @@ bool LogOn::FindServices(LogonPlan& plan) {
 
 HResult LogOn::ServiceUnknown() {
   error_ = {CodeOf(kTargetUnknown),
-            u"The server was given as an address and does not tell the name that a Kerberos ticket "
-            u"would be for."};
+            u"The server was given without its name and does not tell it, so that there is none to "
+            u"ask a Kerberos ticket for."};
   return kTargetUnknown;
 }
 
@@ -91,10 +92,30 @@ HResult LogOn::BindAsThisProcess() {
   const MessageLayers layers = tls_ ? MessageLayers::kNone : MessageLayers::kSignedAndSealed;
   std::string binding;
   if (connection_.tls) binding = ServerEndPointBinding(connection_.tls->ServerCertificate());
+  const SecretText nobodys(u"");
+  KerberosCredentials tickets;
+  HResult result = kOk;
+  KerberosOutcome outcome = KerberosOutcome::kElsewhere;
+  if (!plan.realm.empty())
+    outcome = tickets.AcquireAsProcess(Questions({}, nobodys, plan), result, error_);
+  if (outcome == KerberosOutcome::kFailed) return result;
   SpnegoOutcome bound =
-      BindAsProcess(plan.services, plan.realm, layers, binding, exchange(), error_);
+      outcome == KerberosOutcome::kReady
+          ? BindWithTicket(tickets, layers, binding, exchange(), error_)
+          : BindAsProcess(plan.services, plan.realm, layers, binding, exchange(), error_);
   JudgeRejectedTicket(bound.result, error_);
   return Conclude(std::move(bound), Authentication::kProcessIdentity, plan);
+}
+
+KerberosLogon LogOn::Questions(const LogonName& name, const SecretText& password,
+                               const LogonPlan& plan) const {
+  return {.name = name,
+          .password = password,
+          .realm = plan.realm,
+          .services = plan.services,
+          .kdc = PeerAddress(connection_.socket.descriptor(), kKerberosPort),
+          .patience = connection_.OpeningPatience(),
+          .allowRc4 = connection_.conditions.terms.allowRc4};
 }
 
 HResult LogOn::BindSecurely(const LogonName& name, const SecretText& password) {
@@ -115,19 +136,13 @@ HResult LogOn::BindByKerberos(const LogonName& name, const SecretText& password,
                               bool& final) {
   final = false;
   if (!FindServices(plan)) return ServiceUnknown();
-  const KerberosLogon logon{.name = name,
-                            .password = password,
-                            .realm = plan.realm,
-                            .services = plan.services,
-                            .kdc = PeerAddress(connection_.socket.descriptor(), kKerberosPort),
-                            .patience = connection_.OpeningPatience(),
-                            .allowRc4 = connection_.conditions.terms.allowRc4};
   KerberosCredentials tickets;
   HResult result = kOk;
-  const KerberosOutcome outcome = tickets.Acquire(logon, result, error_);
+  const KerberosOutcome outcome = tickets.Acquire(Questions(name, password, plan), result, error_);
   final = outcome == KerberosOutcome::kRefused;
   if (outcome != KerberosOutcome::kReady) return result;
-  SpnegoOutcome bound = BindWithTicket(tickets, exchange(), error_);
+  SpnegoOutcome bound =
+      BindWithTicket(tickets, MessageLayers::kSignedAndSealed, {}, exchange(), error_);
   JudgeRejectedTicket(bound.result, error_);
   final = Succeeded(bound.result) || connection_.broken;
   return Conclude(std::move(bound), Authentication::kKerberos, plan);
@@ -162,7 +177,7 @@ void LogOn::Announce(Authentication authentication, const LogonPlan& plan,
     default:
       return;
   }
-  if (plan.takesToldName && !service.empty())
+  if (plan.isAddress && !service.empty())
     Notify(NoticeKind::kServiceNameFromServer, ToUtf16(service));
 }
 

@@ -36,6 +36,8 @@ class LogOn {
   LogonPlan Plan(const LogonName& name) const;
   bool FindServices(LogonPlan& plan);
   HResult ServiceUnknown();
+  KerberosLogon Questions(const LogonName& name, const SecretText& password,
+                          const LogonPlan& plan) const;
 
   HResult BindSecurely(const LogonName& name, const SecretText& password);
   // final: nothing else is to be tried, whatever the result.

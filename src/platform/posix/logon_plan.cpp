@@ -54,17 +54,17 @@ std::string RealmFrom(const std::string& host, bool isAddress, const std::string
 LogonPlan PlanLogon(const LogonFacts& facts) {
   const std::string host = WithoutFinalDot(facts.host);
   const std::string domainName = WithoutFinalDot(facts.domainName);
-  const bool isAddress = IsAddress(host);
   LogonPlan plan;
-  plan.realm = RealmFrom(host, isAddress, domainName, facts.user);
+  plan.isAddress = IsAddress(host);
+  plan.realm = RealmFrom(host, plan.isAddress, domainName, facts.user);
   if (facts.user.domain == ".") {
     plan.whyNotKerberos = u"the account is one of the server's own";
   } else if (plan.realm.empty()) {
-    plan.whyNotKerberos = isAddress ? u"the server was given as an address, without its domain"
-                                    : u"no domain was given";
-  } else if (isAddress) {
-    plan.takesToldName = true;
-  } else {
+    plan.whyNotKerberos = plan.isAddress ? u"the server was given as an address, without its domain"
+                                         : u"no domain was given";
+  }
+  plan.takesToldName = !plan.realm.empty() && (plan.isAddress || SameName(host, domainName));
+  if (!plan.isAddress && !plan.takesToldName) {
     plan.services.push_back("ldap/" + host);
     if (host.find('.') == std::string::npos && IsDnsName(domainName))
       plan.services.push_back("ldap/" + host + "." + domainName);

@@ -2,8 +2,9 @@
 // which service, and whether NTLM may stand in for it.
 //
 // Everything here follows from what the caller gave. What the server says of itself before it has
-// proved who it is decides nothing, with one exception: where the caller gave an address there is
-// no name to ask a ticket for, so the server's own is taken, bound to the caller's domain.
+// proved who it is decides nothing, with one exception: where the caller gave an address, or the
+// name of the domain, there is no host to ask a ticket for, so the name that the server tells is
+// taken, bound to the caller's domain.
 #pragma once
 
 #include <string>
@@ -27,9 +28,10 @@ struct LogonPlan {
   // The services whose key the server must have, without realm; the first that the realm knows is
   // taken. All are acceptable: nobody gains by denying one of them.
   std::vector<std::string> services;
-  // The caller gave an address: the service is the one that ServiceOfTold makes of the server's
-  // name.
+  // The service is the one that ServiceOfTold makes of the server's name: the caller gave an
+  // address, or the domain itself, for which any controller of it will do.
   bool takesToldName = false;
+  bool isAddress = false;
   // Why Kerberos cannot be spoken, in words for the user; empty when it can.
   std::u16string whyNotKerberos;
   bool ntlmAllowed = false;

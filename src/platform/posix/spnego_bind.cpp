@@ -180,7 +180,8 @@ SpnegoOutcome BindWithKerberos(GssCredential& credential, const std::string& ser
 
 // GSSAPI makes a Kerberos context of its own, by the configuration of the process. With the ticket
 // at hand it needs nothing from there; where the configuration cannot be read it fails.
-SpnegoOutcome BindWithTicket(const KerberosCredentials& credentials, const BindExchange& exchange,
+SpnegoOutcome BindWithTicket(const KerberosCredentials& credentials, MessageLayers layers,
+                             const std::string& channelBinding, const BindExchange& exchange,
                              ExtendedError& error) {
   gss_key_value_element_desc cache{"ccache", credentials.cacheName().c_str()};
   const gss_key_value_set_desc store{1, &cache};
@@ -191,8 +192,8 @@ SpnegoOutcome BindWithTicket(const KerberosCredentials& credentials, const BindE
       gss_acquire_cred_from(&minor, GSS_C_NO_NAME, GSS_C_INDEFINITE, &spnego, GSS_C_INITIATE,
                             &store, credential.Put(), nullptr, nullptr);
   if (GSS_ERROR(major)) return FailedHere(major, minor, &kerberosMechanism, error);
-  return BindWithKerberos(credential, credentials.service(), MessageLayers::kSignedAndSealed, {},
-                          exchange, error);
+  return BindWithKerberos(credential, credentials.service(), layers, channelBinding, exchange,
+                          error);
 }
 
 SpnegoOutcome BindAsProcess(const std::vector<std::string>& services, const std::string& realm,

@@ -41,14 +41,16 @@ struct SpnegoOutcome {
   GssContext context;        // on success; protects the messages to come when layers were asked for
 };
 
-// With a ticket of an explicit logon, signed and sealed.
-SpnegoOutcome BindWithTicket(const KerberosCredentials& credentials, const BindExchange& exchange,
+// With a ticket that is at hand. channelBinding says in which TLS connection it is done; empty: in
+// none.
+SpnegoOutcome BindWithTicket(const KerberosCredentials& credentials, MessageLayers layers,
+                             const std::string& channelBinding, const BindExchange& exchange,
                              ExtendedError& error);
 
-// With the identity of the process, its ticket cache and Kerberos configuration. The first of the
-// service names ("ldap/dc1.example.test") that its realm knows is used; realm may be empty.
-// channelBinding says in which TLS connection it is done; empty: in none. kNoLogonSession when the
-// process has no ticket; other causes as KerberosFailure has them.
+// With the identity of the process, its ticket cache and Kerberos configuration, whose servers are
+// asked within libkrb5's own limits. The first of the service names ("ldap/dc1.example.test") that
+// its realm knows is used; realm may be empty. channelBinding as for BindWithTicket.
+// kNoLogonSession when the process has no ticket; other causes as KerberosFailure has them.
 SpnegoOutcome BindAsProcess(const std::vector<std::string>& services, const std::string& realm,
                             MessageLayers layers, const std::string& channelBinding,
                             const BindExchange& exchange, ExtendedError& error);

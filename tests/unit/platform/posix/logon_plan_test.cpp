@@ -50,6 +50,9 @@ TEST(LogonPlan, OnlyAnAddressMakesTheNameOfTheServerCount) {
     EXPECT_EQ(plan.services, Services()) << address;
     EXPECT_FALSE(plan.ntlmAllowed) << address;
   }
+  // Any controller of the domain will do, and it must be one.
+  EXPECT_TRUE(PlanFor("Example.test", "example.test").takesToldName);
+  EXPECT_FALSE(PlanFor("Example.test", "example.test").isAddress);
   EXPECT_EQ(ServiceOfTold("dc1.example.test", "example.test"),
             "ldap/dc1.example.test/example.test");
   for (const char* told : {"", "evil/x", "evil@OTHER.TEST", "evil\\/x", "a b"}) {
