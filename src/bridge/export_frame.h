@@ -56,6 +56,7 @@ class ExportFrame {
   ExportFrame(JavaCall& java, const FrameTraits& traits, jobject listener, jobject errors);
   ExportFrame(const ExportFrame&) = delete;
   ExportFrame& operator=(const ExportFrame&) = delete;
+  ~ExportFrame() { observer_.Detach(); }  // the platform closes after the handler has gone
 
   // False when the work routine must not run; the reason is logged and, if it is not Java's own
   // exception, in the error list.

@@ -20,8 +20,9 @@ class JavaObserver final : public platform::CallObserver, public call::NoticeLis
   JavaObserver(JavaCall& java, jobject listener, jobject errors)
       : java_(java), listener_(listener), errors_(errors), asked_(Clock::now()) {}
 
-  // The handler whose log takes the notices' lines; set before the call begins.
+  // The handler whose log takes the notices' lines, from before the call begins until it goes.
   void Attach(call::NativeHandler& handler) { handler_ = &handler; }
+  void Detach() { handler_ = nullptr; }
 
   // Call this before the native call begins. A search delivers its first row even to a listener
   // that has enough from the start, so it asks the listener now: a first answer of true cancels
