@@ -230,7 +230,7 @@ krb5_error_code KerberosCredentials::Session::Ask(const KerberosLogon& logon,
   const std::string_view asked = ViewOf(realm);
   if (!SameName(asked, logon.realm) && !SameName(asked, logon.name.domain))
     return KRB5_REALM_UNKNOWN;
-  if (logon.observer != nullptr && logon.observer->IsCancelled()) {
+  if (logon.patience.Verdict() == kCancelled) {
     reason_ = "the caller gave up";
     return KRB5_KDC_UNREACH;
   }

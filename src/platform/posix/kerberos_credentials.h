@@ -38,7 +38,6 @@ struct KerberosLogon {
   SocketAddress kdc;
   Patience patience;  // for all questions together; each of them has kKdcPatience at most
   bool allowRc4 = false;
-  CallObserver* observer = nullptr;  // may be null; asked before each question
 };
 
 class KerberosCredentials {
