@@ -15,7 +15,6 @@ import java.nio.file.Path;
 import java.nio.file.StandardOpenOption;
 import java.nio.file.attribute.BasicFileAttributes;
 import java.util.Optional;
-import java.util.Set;
 
 /**
  * Where rows are written: standard output, or a file. A file is written under another name beside
@@ -99,7 +98,7 @@ final class OutputTarget {
 
   private static boolean belongsToUserOrSystem(Path file) throws IOException {
     String owner = Files.getOwner(file, LinkOption.NOFOLLOW_LINKS).getName();
-    return Set.of("root", System.getProperty("user.name")).contains(owner);
+    return owner.equals("root") || owner.equals(System.getProperty("user.name"));
   }
 
   Writer writer() {
