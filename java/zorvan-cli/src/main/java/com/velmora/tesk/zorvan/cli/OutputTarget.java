@@ -61,7 +61,7 @@ final class OutputTarget {
     }
     if (Files.isSymbolicLink(file)) {
       throw new IOException(
-          named + " is a link, and links are not written through; name the file that is meant");
+          "it is a link, and links are not written through; name the file that is meant");
     }
     try {
       UnfinishedFile unfinished = UnfinishedFile.in(file.getParent());
@@ -90,7 +90,7 @@ final class OutputTarget {
       return Optional.empty();
     }
     if (UnfinishedFile.isOpenToAll(file.getParent()) && !belongsToUserOrSystem(file)) {
-      throw new IOException(file + " is another user's, in a folder that everybody can write to");
+      throw new IOException("it is another user's, in a folder that everybody can write to");
     }
     return Optional.of(
         Files.newOutputStream(file, StandardOpenOption.WRITE, LinkOption.NOFOLLOW_LINKS));
