@@ -131,7 +131,7 @@ TEST_F(DirectoryTest, SearchesOnOneConnectionDoNotDisturbEachOther) {
 
 TEST_F(DirectoryTest, APieceOfAListIsFoundByEitherName) {
   const auto search = Open(BasePath());
-  Execute(*search, u"(cn=biggroup)", {u"member;range=0-9"});
+  Execute(*search, u"(sAMAccountName=biggroup)", {u"member;range=0-9"});
   ASSERT_EQ(search->GetNextRow(), kOk);
   for (std::u16string_view name : {u"member", u"member;range=0-9"}) {
     Column column;
@@ -139,7 +139,7 @@ TEST_F(DirectoryTest, APieceOfAListIsFoundByEitherName) {
     EXPECT_EQ(column.values.size(), 10U);
     EXPECT_TRUE(column.cut);
   }
-  Execute(*search, u"(cn=biggroup)", {u"member;range=2490-*"});
+  Execute(*search, u"(sAMAccountName=biggroup)", {u"member;range=2490-*"});
   ASSERT_EQ(search->GetNextRow(), kOk);
   Column rest;
   ASSERT_EQ(search->GetColumn(u"member", rest), kOk);
