@@ -60,6 +60,7 @@ LogonPlan LogOn::Plan(const LogonName& name) const {
   return PlanLogon({.host = endpoint_.host,
                     .domainName = ToUtf8(terms.domainName),
                     .user = name,
+                    .hostFromDns = terms.controllersFromDns,
                     .allowNtlm = terms.allowNtlm});
 }
 
