@@ -1,5 +1,8 @@
 """Whom the log-on trusts: forged names, forged keys, forged answers of the key distribution centre."""
 
+import dataclasses
+import shutil
+
 from case import Case
 from kerberos_messages import (
     AES256, AS_REQUEST, CLIENT_REVOKED, CLIENT_UNKNOWN, KEY_EXPIRED, PREAUTHENTICATION_FAILED, RC4, SERVICE_UNKNOWN,
@@ -10,6 +13,19 @@ from planted import Kdc, Listener, Relay, Talking
 from planted_ldap import Directory, forger, silent
 
 SUBJECT = "Names and keys"
+TICKET = {"KRB5_CONFIG": "{folder}/krb5.conf", "KRB5CCNAME": "FILE:{folder}/ticket"}
+KRB5_CONF = """
+[libdefaults]
+default_realm = ZORVAN.TEST
+udp_preference_limit = 1
+dns_lookup_kdc = false
+dns_canonicalize_hostname = false
+rdns = false
+[realms]
+ZORVAN.TEST = {
+  kdc = ADDRESS
+}
+"""
 
 
 def rewritten(*changes):
@@ -39,6 +55,17 @@ def claims_success(connection, request):
     connection.sendall(message(request.number, bound(0, b"\xa1\x07\x30\x05\xa0\x03\x0a\x01\x00")))
 
 
+def unknown_but_own():
+    """The genuine KDC, but for a forged error where the ticket is for the caller's server."""
+    return Kdc(lambda r: kerberos_error(SERVICE_UNKNOWN) if r[0] == TGS_REQUEST and b"dc1" in r else None)
+
+
+def configure(run, text=KRB5_CONF):
+    (run.folder / "krb5.conf").write_text(text.replace("ADDRESS", run.address))
+    # A copy, because the tickets for services are kept beside it.
+    shutil.copy(run.world.names["ticket"], run.folder / "ticket")
+
+
 def names():
     host = (b"dc1.zorvan.test", b"ev1.zorvan.test")
     yield Case("RootDSE rewritten: host name", [rewritten(host), Relay(88)], (0,), unseen=(b"ev1",))
@@ -51,11 +78,11 @@ def names():
     yield Case("a server with another key", [forged, Relay(88)], unseen=(b"ev1",))
     forged = Talking(389, forger("ev1.zorvan.test"))
     unknown = answering(SERVICE_UNKNOWN, TGS_REQUEST)
-    unknown_but_own = Kdc(lambda r: kerberos_error(SERVICE_UNKNOWN) if r[0] == TGS_REQUEST and b"dc1" in r else None)
-    yield Case("a server with another key, KDC: service unknown", [forged, unknown_but_own], unseen=(b"ev1",))
+    yield Case("a server with another key, KDC: service unknown", [forged, unknown_but_own()], unseen=(b"ev1",))
     yield Case("the genuine server, KDC: service unknown", [Relay(389), unknown], (1,), "service|name")
     forged = Talking(389, forger("ev1.zorvan.test"))
     yield Case("a server with another key, given as an address", [forged, Relay(88)], server="{at}")
+    yield Case("a name that is no service of the directory", [Relay(389), Relay(88)], server="alias.zorvan.test", hosts={"alias.zorvan.test": "{at}"})
     forged = Talking(389, forger("dc1.forged.test"))
     yield Case(
         "a short name, the server's name from elsewhere", [forged, Relay(88)], server="dc1",
@@ -86,5 +113,21 @@ def kdc():
     yield Case("KDC: port closed, server given as an address", [Relay(389)], server="{at}")
 
 
+def own_ticket():
+    """Without a user: the ticket that the process has, and the configuration of the machine."""
+
+    def case(title, servers, codes=(1,), says="", **more):
+        return Case(title, servers, codes, says, user=None, prepare=configure, environment=TICKET, **more)
+
+    yield case("own ticket: nothing in the way", [Relay(389), Relay(88)], (0,))
+    yield case("own ticket, KDC: port closed", [Relay(389)], says="Kerberos|KDC")
+    forged = Talking(389, forger("ev1.zorvan.test"))
+    yield case("own ticket, a server with another key, KDC: service unknown", [forged, unknown_but_own()], unseen=(b"ev1",))
+    no_ticket = {"environment": {"KRB5_CONFIG": TICKET["KRB5_CONFIG"]}}
+    yield dataclasses.replace(case("own ticket: there is none", [Relay(389), Relay(88)], says="ticket|Kerberos"), **no_ticket)
+    damaged = case("own ticket: krb5.conf cannot be read", [Relay(389), Relay(88)], says="krb5.conf|configuration")
+    yield dataclasses.replace(damaged, prepare=lambda run: configure(run, "[libdefaults\n"))
+
+
 def cases(_world):
-    return [*names(), *kdc()]
+    return [*names(), *kdc(), *own_ticket()]

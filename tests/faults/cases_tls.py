@@ -35,7 +35,7 @@ def cases(world):
         refused("certificate: wrong name", "other", "other.zorvan.test", TRUSTING),
         refused("certificate: expired", "expired", "expired", TRUSTING),
         refused("certificate: not yet valid", "early", "not yet", TRUSTING),
-        refused("--ca-file: no such file", "good", "", ["--ca-file", "{folder}/none.pem"], asked=False),
+        Case("--ca-file: no such file", planted("good"), (1, 2), "none.pem", ["--ca-file", "{folder}/none.pem"], LDAPS, asked=False),
         refused("--ca-file: nothing in it", "good", "", ["--ca-file", "/dev/null"], asked=False),
         Case("TLS: silent", [Listener(636)], server=LDAPS, options=TRUSTING),
         Case("TLS: the server speaks LDAP only", [Talking(636, Directory())], server=LDAPS, options=TRUSTING),

@@ -26,7 +26,7 @@ def run(*command):
 
 
 def day(offset):
-    return (datetime.datetime.utcnow() + datetime.timedelta(days=offset)).strftime("%Y%m%d%H%M%SZ")
+    return (datetime.datetime.now(datetime.timezone.utc) + datetime.timedelta(days=offset)).strftime("%Y%m%d%H%M%SZ")
 
 
 class Authority:
