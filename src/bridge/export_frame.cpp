@@ -40,12 +40,13 @@ ApartmentScope::~ApartmentScope() {
   if (uninitializes_) platform_.UninitializeApartment();
 }
 
-ExportFrame::ExportFrame(JavaCall& java, const FrameTraits& traits, jobject errors)
+ExportFrame::ExportFrame(JavaCall& java, const FrameTraits& traits, jobject listener,
+                         jobject errors)
     : java_(java),
       traits_(traits),
       log_(java),
       errors_(java, errors, log_),
-      observer_(java, errors),
+      observer_(java, listener, errors),
       platform_(platform::CreatePlatform()),
       apartment_(*platform_, traits),
       handler_(*platform_, log_) {
@@ -67,6 +68,14 @@ bool ExportFrame::Begin(jobject settings) {
   ReadDomainProperties(java_, handler_, settings, properties);
   if (java_.Failed()) return false;
   return directory::InitializeHandler(handler_, properties, errors_) && !java_.Failed();
+}
+
+void ExportFrame::End() {
+  if (!observer_.WasInterrupted()) return;
+  LogMessage(handler_, call::kMilestone, "The thread was interrupted, which ended the call");
+  call::AddNativeError(errors_, handler_.settings.domainName,
+                       delivered_ ? call::kWarningSeverity : call::kSevere,
+                       platform::Bits(platform::kCancelled), {});
 }
 
 void ReportCaughtException(JavaCall& java, jobject errors) noexcept {

@@ -52,18 +52,24 @@ class ApartmentScope {
 // What a call holds between the entry point and the work routine.
 class ExportFrame {
  public:
-  ExportFrame(JavaCall& java, const FrameTraits& traits, jobject errors);
+  // listener and errors may be null.
+  ExportFrame(JavaCall& java, const FrameTraits& traits, jobject listener, jobject errors);
   ExportFrame(const ExportFrame&) = delete;
   ExportFrame& operator=(const ExportFrame&) = delete;
 
   // False when the work routine must not run; the reason is logged and, if it is not Java's own
   // exception, in the error list.
   bool Begin(jobject settings);
+  // Adds the one error entry of a call that was interrupted, so that a short result never passes
+  // for a whole one.
+  void End();
 
   JavaCall& java() { return java_; }
   call::NativeHandler& handler() { return handler_; }
   call::ErrorList& errors() { return errors_; }
   JavaObserver& observer() { return observer_; }
+  // The call has given something to Java, so that a failure leaves it short rather than empty.
+  void NoteDelivery() { delivered_ = true; }
 
  private:
   JavaCall& java_;
@@ -74,24 +80,36 @@ class ExportFrame {
   std::unique_ptr<platform::Platform> platform_;
   ApartmentScope apartment_;
   call::NativeHandler handler_;
+  bool delivered_ = false;
 };
 
 // Reports the exception that is being handled.
 void ReportCaughtException(JavaCall& java, jobject errors) noexcept;
 
-// settings and errors may be null. routine takes the ExportFrame and returns the family's result.
+// The Java objects that every call of a family with settings comes with; each may be null.
+struct CallObjects {
+  jobject settings = nullptr;
+  jobject listener = nullptr;
+  jobject errors = nullptr;
+  directory::FirstAnswer firstAnswer = directory::FirstAnswer::kHonoured;  // the listener's
+};
+
+// routine takes the ExportFrame and returns the family's result.
 template <typename Family, typename Routine>
-typename Family::Result RunExport(JNIEnv* env, jobject settings, jobject errors,
+typename Family::Result RunExport(JNIEnv* env, const CallObjects& objects,
                                   Routine&& routine) noexcept {
-  const JavaClassCache* classes = UsableClassCache();
+  // Held until the call ends, so that emptying the cache meanwhile takes nothing from it.
+  const std::shared_ptr<const JavaClassCache> classes = UsableClassCache();
   if (classes == nullptr) return {};
   JavaCall java(env, *classes);
   typename Family::Result result = Family::NeutralResult(java);
   try {
-    ExportFrame frame(java, Family::kTraits, errors);
-    if (frame.Begin(settings)) result = routine(frame);
+    ExportFrame frame(java, Family::kTraits, objects.listener, objects.errors);
+    frame.observer().Begin(objects.firstAnswer);
+    if (!java.Failed() && frame.Begin(objects.settings)) result = routine(frame);
+    frame.End();
   } catch (...) {
-    ReportCaughtException(java, errors);
+    ReportCaughtException(java, objects.errors);
   }
   return result;
 }

@@ -1,8 +1,11 @@
 #include "bridge/java_class_cache.h"
 
 #include <array>
-#include <atomic>
 #include <cstdio>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "bridge/local_reference.h"
 
@@ -124,11 +127,32 @@ constexpr std::array kEntries{
     StaticMethod(&Cache::logOwnerClass, &Cache::admanglog, "admanglog", "(ILjava/lang/String;)V"),
     StaticMethod(&Cache::logOwnerClass, &Cache::deleglog, "deleglog", "(ILjava/lang/String;)V"),
     StaticMethod(&Cache::logOwnerClass, &Cache::isdebugLogLevel, "isdebugLogLevel", "()Z"),
+    StaticMethod(&Cache::logOwnerClass, &Cache::missingMember, "missingMember",
+                 "(Ljava/lang/String;)V", kOptional),
+    Class(&Cache::threadClass, "java/lang/Thread", kOptional),
+    StaticMethod(&Cache::threadClass, &Cache::currentThread, "currentThread",
+                 "()Ljava/lang/Thread;", kOptional),
+    Method(&Cache::threadClass, &Cache::isInterrupted, "isInterrupted", "()Z", kOptional),
 };
 
-Cache theCache;
-bool theCacheHoldsReferences = false;  // only Initialize and Cleanup look at it
-std::atomic<bool> theCacheIsUsable = false;
+// What is in use, if anything. Never destroyed: other threads may still call when the process ends.
+struct Current {
+  std::mutex mutex;
+  std::shared_ptr<const Cache> cache;
+};
+
+Current& TheCurrent() {
+  static auto& current = *std::make_unique<Current>().release();
+  return current;
+}
+
+// The one before goes when nobody holds the lock, as deleting references is the virtual machine's
+// work.
+void Replace(std::shared_ptr<const Cache> cache) {
+  Current& current = TheCurrent();
+  const std::scoped_lock lock(current.mutex);
+  current.cache.swap(cache);
+}
 
 void Print(const char* message) {
   if (message != nullptr) std::printf("%s", message);
@@ -142,11 +166,11 @@ T Cleared(JNIEnv* env, T found) {
   return found;
 }
 
-bool FillClass(JNIEnv* env, const Entry& entry) {
+bool FillClass(JNIEnv* env, Cache& cache, const Entry& entry) {
   const LocalRef<jclass> found(env, Cleared(env, env->FindClass(entry.name)));
   if (!found) Print(entry.message);
   auto* reference = found ? static_cast<jclass>(env->NewGlobalRef(found.get())) : nullptr;
-  theCache.*entry.owner = reference;
+  cache.*entry.owner = reference;
   if (reference != nullptr) return true;
   if (entry.referenceMessage != nullptr) {
     Print(entry.referenceMessage);
@@ -156,13 +180,13 @@ bool FillClass(JNIEnv* env, const Entry& entry) {
   return false;
 }
 
-bool FillMember(JNIEnv* env, const Entry& entry) {
-  jclass owner = theCache.*entry.owner;
+bool FillMember(JNIEnv* env, Cache& cache, const Entry& entry) {
+  jclass owner = cache.*entry.owner;
   bool found = false;
   switch (entry.kind) {
     case Kind::kInstanceMethod:
     case Kind::kStaticMethod: {
-      jmethodID& method = theCache.*entry.method;
+      jmethodID& method = cache.*entry.method;
       method = nullptr;
       if (owner != nullptr) {
         method = Cleared(env, entry.kind == Kind::kStaticMethod
@@ -173,7 +197,7 @@ bool FillMember(JNIEnv* env, const Entry& entry) {
       break;
     }
     case Kind::kStaticField: {
-      jfieldID& field = theCache.*entry.field;
+      jfieldID& field = cache.*entry.field;
       field = owner == nullptr
                   ? nullptr
                   : Cleared(env, env->GetStaticFieldID(owner, entry.name, entry.signature));
@@ -181,50 +205,84 @@ bool FillMember(JNIEnv* env, const Entry& entry) {
       break;
     }
     default: {
-      jfieldID field = theCache.*entry.field;
+      jfieldID field = cache.*entry.field;
       const LocalRef<jobject> value(
           env, field == nullptr ? nullptr : env->GetStaticObjectField(owner, field));
-      theCache.*entry.object = value ? env->NewGlobalRef(value.get()) : nullptr;
-      found = theCache.*entry.object != nullptr;
+      cache.*entry.object = value ? env->NewGlobalRef(value.get()) : nullptr;
+      found = cache.*entry.object != nullptr;
     }
   }
   if (!found) Print(entry.message);
   return found;
 }
 
-}  // namespace
-
-void InitializeClassIDs(JNIEnv* env) {
-  CleanupClassIDs(env);
-  bool usable = true;
-  for (const Entry& entry : kEntries) {
-    const bool found = entry.kind == Kind::kClass ? FillClass(env, entry) : FillMember(env, entry);
-    usable = usable && (found || entry.message != nullptr);
+// A class by its name; a member by its class, name and signature.
+std::string NameOf(const Entry& entry) {
+  if (entry.kind == Kind::kClass) return entry.name;
+  std::string name = "a class";
+  for (const Entry& other : kEntries) {
+    if (other.kind == Kind::kClass && other.owner == entry.owner) name = other.name;
   }
-  std::fflush(stdout);
-  theCacheHoldsReferences = true;
-  theCacheIsUsable.store(usable, std::memory_order_release);
+  name.append(".").append(entry.name);
+  return entry.kind == Kind::kInstanceMethod || entry.kind == Kind::kStaticMethod
+             ? name + entry.signature
+             : name;
 }
 
-void CleanupClassIDs(JNIEnv* env) {
-  theCacheIsUsable.store(false, std::memory_order_release);
-  if (!theCacheHoldsReferences) return;
-  theCacheHoldsReferences = false;
-  const std::array<jobject, 11> references{
-      theCache.propertiesClass,      theCache.longClass,
-      theCache.integerClass,         theCache.arrayListClass,
-      theCache.nativeListenerClass,  theCache.nativeErrorClass,
-      theCache.loggerClass,          theCache.loggerOwnerClass,
-      theCache.logOwnerClass,        theCache.loggerObject,
-      theCache.domainInfoCacheClass,
+// Without the means to tell Java, whoever watches the output must see why every call does nothing.
+void TellMissing(JNIEnv* env, const Cache& cache, const std::string& name) {
+  if (cache.missingMember == nullptr) {
+    std::fprintf(stderr, "ZorvanSecurity: the Java classes lack %s, so no call can be made\n",
+                 name.c_str());
+    return;
+  }
+  const LocalRef<jstring> text(env, Cleared(env, env->NewStringUTF(name.c_str())));
+  jvalue argument;
+  argument.l = text.get();
+  env->CallStaticVoidMethodA(cache.logOwnerClass, cache.missingMember, &argument);
+  if (env->ExceptionCheck() == JNI_TRUE) env->ExceptionClear();
+}
+
+}  // namespace
+
+JavaClassCache::~JavaClassCache() {
+  void* found = nullptr;
+  if (machine->GetEnv(&found, JNI_VERSION_1_8) != JNI_OK) return;
+  auto* env = static_cast<JNIEnv*>(found);
+  const std::array<jobject, 12> references{
+      propertiesClass,     longClass,        integerClass,         arrayListClass,
+      nativeListenerClass, nativeErrorClass, loggerClass,          loggerOwnerClass,
+      logOwnerClass,       loggerObject,     domainInfoCacheClass, threadClass,
   };
   for (jobject reference : references) {
     if (reference != nullptr) env->DeleteGlobalRef(reference);
   }
 }
 
-const JavaClassCache* UsableClassCache() {
-  return theCacheIsUsable.load(std::memory_order_acquire) ? &theCache : nullptr;
+void InitializeClassIDs(JNIEnv* env) {
+  CleanupClassIDs();
+  JavaVM* machine = nullptr;
+  if (env->GetJavaVM(&machine) != JNI_OK) return;
+  const auto cache = std::make_shared<Cache>(machine);
+  std::vector<std::string> missing;
+  for (const Entry& entry : kEntries) {
+    const bool isClass = entry.kind == Kind::kClass;
+    const bool found = isClass ? FillClass(env, *cache, entry) : FillMember(env, *cache, entry);
+    // A class that is missing says enough of its members.
+    const bool alone = isClass || (*cache).*entry.owner != nullptr;
+    if (!found && entry.message == nullptr && alone) missing.push_back(NameOf(entry));
+  }
+  std::fflush(stdout);
+  for (const std::string& name : missing) TellMissing(env, *cache, name);
+  if (missing.empty()) Replace(cache);
+}
+
+void CleanupClassIDs() { Replace(nullptr); }
+
+std::shared_ptr<const JavaClassCache> UsableClassCache() {
+  Current& current = TheCurrent();
+  const std::scoped_lock lock(current.mutex);
+  return current.cache;
 }
 
 }  // namespace zorvan::bridge

@@ -1,16 +1,25 @@
 // The Java classes and members that the library calls, resolved once for the whole process.
 //
 // Java fills the cache with InitializeClassIDs before any other native call and empties it with
-// CleanupClassIDs; between the two any thread reads it without a lock. Java must let neither of
-// them run at the same time as another native call.
+// CleanupClassIDs. A call holds the cache that it began with, so both may come while calls run:
+// those end as they began, and what the cache refers to is released with the last of them.
 #pragma once
 
 #include <jni.h>
 
+#include <memory>
+
 namespace zorvan::bridge {
 
-// Classes and the logger object are global references.
+// Classes and the logger object are global references, deleted by whoever lets the cache go last;
+// that is a thread of the virtual machine.
 struct JavaClassCache {
+  explicit JavaClassCache(JavaVM* virtualMachine) : machine(virtualMachine) {}
+  JavaClassCache(const JavaClassCache&) = delete;
+  JavaClassCache& operator=(const JavaClassCache&) = delete;
+  ~JavaClassCache();
+
+  JavaVM* machine;
   jclass propertiesClass = nullptr;
   jmethodID propertiesConstructor = nullptr;
   jmethodID propertiesPut = nullptr;
@@ -49,17 +58,22 @@ struct JavaClassCache {
   jmethodID admanglog = nullptr;
   jmethodID deleglog = nullptr;
   jmethodID isdebugLogLevel = nullptr;
+  jmethodID missingMember = nullptr;  // null where the Java side has none
+  jclass threadClass = nullptr;
+  jmethodID currentThread = nullptr;
+  jmethodID isInterrupted = nullptr;
 };
 
 // Fills the cache. What cannot be found is left null, with a message on standard output for some
-// entries. Filling it again lets the previous references go first.
+// entries. What calls cannot do without is named to ADHandler.missingMember, or on standard error
+// where that is missing too. Filling it again replaces it.
 void InitializeClassIDs(JNIEnv* env);
 
-// Lets the references go. The entries keep their values, which nothing reads any more.
-void CleanupClassIDs(JNIEnv* env);
+// Empties the cache.
+void CleanupClassIDs();
 
 // The cache, or null while it is empty or lacks an entry that calls cannot do without: a call then
 // has nobody to speak to and ends at once.
-const JavaClassCache* UsableClassCache();
+std::shared_ptr<const JavaClassCache> UsableClassCache();
 
 }  // namespace zorvan::bridge

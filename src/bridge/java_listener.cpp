@@ -2,21 +2,24 @@
 
 namespace zorvan::bridge {
 
+bool ListenerIsCompleted(JavaCall& java, jobject listener) {
+  if (java.Failed()) return true;
+  const jboolean completed =
+      java.env()->CallBooleanMethodA(listener, java.classes().nativeListenerIsCompleted, nullptr);
+  return !java.Check() || completed == JNI_TRUE;
+}
+
 void JavaRowListener::AddRow(const call::Row& row) {
   const LocalRef<jobject> properties =
       assembler_.IsThere() ? assembler_.ToProperties(row) : writer_.ToProperties(row);
   if (java_.Failed()) return;
+  delivered_ = true;
   jvalue argument;
   argument.l = properties.get();
   java_.env()->CallVoidMethodA(listener_, java_.classes().nativeListenerAddRow, &argument);
   java_.Check();
 }
 
-bool JavaRowListener::IsCompleted() {
-  if (java_.Failed()) return true;
-  const jboolean completed = java_.env()->CallBooleanMethodA(
-      listener_, java_.classes().nativeListenerIsCompleted, nullptr);
-  return !java_.Check() || completed == JNI_TRUE;
-}
+bool JavaRowListener::IsCompleted() { return ListenerIsCompleted(java_, listener_); }
 
 }  // namespace zorvan::bridge

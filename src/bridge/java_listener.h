@@ -10,6 +10,9 @@
 
 namespace zorvan::bridge {
 
+// Asks a NativeListener, which is not null, whether it has enough. True once Java code has thrown.
+bool ListenerIsCompleted(JavaCall& java, jobject listener);
+
 // Once Java code has thrown, IsCompleted answers true and AddRow does nothing.
 class JavaRowListener final : public call::RowListener {
  public:
@@ -20,9 +23,12 @@ class JavaRowListener final : public call::RowListener {
   void AddRow(const call::Row& row) override;
   bool IsCompleted() override;
 
+  bool HasDelivered() const { return delivered_; }
+
  private:
   JavaCall& java_;
   jobject listener_;
+  bool delivered_ = false;
   RowAssembler assembler_;
   RowWriter writer_;  // where the Java side has no assembler
 };

@@ -2,13 +2,46 @@
 
 #include <array>
 
+#include "bridge/java_listener.h"
 #include "bridge/marshalling.h"
 
 namespace zorvan::bridge {
 
+void JavaObserver::Begin(directory::FirstAnswer firstAnswer) {
+  if (firstAnswer == directory::FirstAnswer::kDiscarded && listener_ != nullptr) {
+    hadEnoughFromTheStart_ = ListenerIsCompleted(java_, listener_);
+  }
+}
+
 bool JavaObserver::IsCancelled() {
-  cancelled_ = cancelled_ || java_.Failed() || (listener_ != nullptr && listener_->IsCompleted());
+  if (cancelled_ || java_.Failed()) return true;
+  const Clock::time_point now = Clock::now();
+  if (now - asked_ < kShortestPause) return false;
+  asked_ = now;
+  // A listener that has enough misses nothing, whoever interrupts besides.
+  cancelled_ = ListenerHasEnough();
+  if (!cancelled_) cancelled_ = interrupted_ = ThreadIsInterrupted();
   return cancelled_;
+}
+
+bool JavaObserver::ListenerHasEnough() {
+  if (listener_ == nullptr) return false;
+  const bool enough = ListenerIsCompleted(java_, listener_);
+  if (enough && !java_.Failed() && hadEnoughFromTheStart_) return false;
+  hadEnoughFromTheStart_ = false;
+  return enough;
+}
+
+// The thread's status stays set for the caller to see.
+bool JavaObserver::ThreadIsInterrupted() {
+  JNIEnv* env = java_.env();
+  const JavaClassCache& classes = java_.classes();
+  if (classes.currentThread == nullptr || classes.isInterrupted == nullptr) return false;
+  const LocalRef<jobject> thread(
+      env, env->CallStaticObjectMethodA(classes.threadClass, classes.currentThread, nullptr));
+  if (!java_.Check() || !thread) return false;
+  const jboolean answer = env->CallBooleanMethodA(thread.get(), classes.isInterrupted, nullptr);
+  return java_.Check() && answer == JNI_TRUE;
 }
 
 void JavaObserver::Notify(const platform::Notice& notice) {

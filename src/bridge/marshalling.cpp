@@ -12,8 +12,8 @@ using directory::DomainProperties;
 
 static_assert(sizeof(jchar) == sizeof(char16_t));
 
-LocalRef<jclass> FindStringClass(JavaCall& java) {
-  LocalRef<jclass> found(java.env(), java.env()->FindClass("java/lang/String"));
+LocalRef<jclass> FindClass(JavaCall& java, const char* name) {
+  LocalRef<jclass> found(java.env(), java.env()->FindClass(name));
   java.Check();
   return found;
 }
@@ -29,11 +29,24 @@ LocalRef<jobject> GetValue(JavaCall& java, jobject settings, jstring key) {
   return value;
 }
 
+// Straight into the text, as for a String.
+void CopyJavaCharacters(JavaCall& java, jcharArray array, std::optional<std::u16string>& text) {
+  JNIEnv* env = java.env();
+  const jsize length = env->GetArrayLength(array);
+  text.emplace(static_cast<std::size_t>(length), u'\0');
+  env->GetCharArrayRegion(array, 0, length, reinterpret_cast<jchar*>(text->data()));
+  java.Check();
+}
+
 // Reads one key after the other from the domain settings.
 class SettingsReader {
  public:
   SettingsReader(JavaCall& java, NativeHandler& handler, jobject settings)
       : java_(java), handler_(handler), settings_(settings) {}
+
+  // Keys read from now on may be absent without a word; one of another class is counted.
+  void BeginOptional() { optional_ = true; }
+  std::uint32_t wrongOptionals() const { return wrongOptionals_; }
 
   void ReadText(std::string_view key, std::optional<std::u16string>& text) {
     if (java_.Failed()) return;
@@ -51,7 +64,24 @@ class SettingsReader {
     } else {
       // getProperty answers null for a value of another class too.
       const LocalRef<jobject> other = GetValue(java_, settings_, keyString.get());
-      LogAbsent(key, static_cast<bool>(other), "String");
+      NoteAbsent(key, static_cast<bool>(other), "String");
+    }
+  }
+
+  // A char[] or a String. The array comes first, because getProperty passes it over and may find a
+  // String among the defaults.
+  void ReadPassword(std::string_view key, std::optional<std::u16string>& password) {
+    JNIEnv* env = java_.env();
+    if (java_.Failed()) return;
+    const LocalRef<jstring> keyString = NewJavaString(java_, key);
+    if (!keyString) return;
+    const LocalRef<jobject> value = GetValue(java_, settings_, keyString.get());
+    const LocalRef<jclass> arrayClass = FindClass(java_, "[C");
+    if (java_.Failed()) return;
+    if (value && env->IsInstanceOf(value.get(), arrayClass.get()) == JNI_TRUE) {
+      CopyJavaCharacters(java_, static_cast<jcharArray>(value.get()), password);
+    } else {
+      ReadText(key, password);
     }
   }
 
@@ -76,13 +106,17 @@ class SettingsReader {
     if (!keyString) return {env, nullptr};
     LocalRef<jobject> value = GetValue(java_, settings_, keyString.get());
     if (value && env->IsInstanceOf(value.get(), expected) == JNI_TRUE) return value;
-    LogAbsent(key, static_cast<bool>(value), className);
+    NoteAbsent(key, static_cast<bool>(value), className);
     return {env, nullptr};
   }
 
-  void LogAbsent(std::string_view key, bool wrongClass, const char* className) {
+  void NoteAbsent(std::string_view key, bool wrongClass, const char* className) {
     if (java_.Failed()) return;
-    if (wrongClass) {
+    if (optional_) {
+      if (!wrongClass) return;
+      ++wrongOptionals_;
+      LogMessage(handler_, call::kMilestone, "The domain setting %s is no %s", key, className);
+    } else if (wrongClass) {
       LogMessage(handler_, call::kMilestone,
                  "The domain setting %s is no %s and is taken as absent", key, className);
     } else {
@@ -93,6 +127,8 @@ class SettingsReader {
   JavaCall& java_;
   NativeHandler& handler_;
   jobject settings_;
+  bool optional_ = false;
+  std::uint32_t wrongOptionals_ = 0;
 };
 
 jsize LengthOf(std::u16string_view text) {
@@ -137,7 +173,7 @@ std::vector<std::u16string> ReadStringList(JavaCall& java, NativeHandler& handle
   std::vector<std::u16string> texts;
   if (java.Failed()) return texts;
   JNIEnv* env = java.env();
-  const LocalRef<jclass> stringClass = FindStringClass(java);
+  const LocalRef<jclass> stringClass = FindClass(java, "java/lang/String");
   if (java.Failed()) return texts;
   const jint count = env->CallIntMethodA(list, java.classes().arrayListSize, nullptr);
   if (!java.Check()) return texts;
@@ -180,7 +216,7 @@ void ReadDomainProperties(JavaCall& java, NativeHandler& handler, jobject settin
   reader.ReadList("GC_LIST", properties.globalCatalogs);
   reader.ReadText("USER_NAME", properties.userName);
   reader.ReadText("USER_DISTINGUISHED_NAME", properties.userDistinguishedName);
-  reader.ReadText("PASSWORD", properties.password);
+  reader.ReadPassword("PASSWORD", properties.password);
   reader.ReadText("DEFAULT_NAMING_CONTEXT", properties.defaultNamingContext);
   reader.ReadText("ROOT_DOMAIN_NAMING_CONTEXT", properties.rootDomainNamingContext);
   reader.ReadText("SCHEMA_NAMING_CONTEXT", properties.schemaNamingContext);
@@ -188,6 +224,7 @@ void ReadDomainProperties(JavaCall& java, NativeHandler& handler, jobject settin
   reader.ReadText("DOMAIN_FUNCTIONAL_LEVEL", properties.domainFunctionalLevel);
   reader.ReadText("IS_AUTHENTICATION_REQUIRED", properties.isAuthenticationRequired);
   reader.ReadInteger("ACCOUNT_LOOKUP_STATUS", properties.accountLookupStatus);
+  reader.BeginOptional();
   reader.ReadText("ALLOW_NTLM", properties.allowNtlm);
   reader.ReadText("ALLOW_RC4", properties.allowRc4);
   reader.ReadText("TRUSTED_AUTHORITIES", properties.trustedAuthorities);
@@ -195,6 +232,7 @@ void ReadDomainProperties(JavaCall& java, NativeHandler& handler, jobject settin
   reader.ReadInteger("IDLE_TIME_LIMIT", properties.idleTimeLimit);
   reader.ReadInteger("CALL_TIME_LIMIT", properties.callTimeLimit);
   reader.ReadInteger("MAX_MESSAGE_BYTES", properties.maxMessageBytes);
+  properties.termsOfWrongClass = reader.wrongOptionals();
 }
 
 }  // namespace zorvan::bridge

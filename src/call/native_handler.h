@@ -24,4 +24,16 @@ struct NativeHandler {
   std::int32_t validDcCount = 0;               // controllers that answered: 0 or 1
 };
 
+// Whether the caller wants no more of this call.
+inline bool IsCancelled(const NativeHandler& handler) {
+  return handler.observer != nullptr && handler.observer->IsCancelled();
+}
+
+// Whether a result is the end that the caller asked for. Work routines report it to nobody: the
+// frame knows whether the caller had enough, or was interrupted and must learn that rows are
+// missing.
+inline bool EndedByCaller(const NativeHandler& handler, platform::HResult result) {
+  return result == platform::kCancelled && IsCancelled(handler);
+}
+
 }  // namespace zorvan::call

@@ -2,7 +2,6 @@
 
 #include <array>
 #include <memory>
-#include <type_traits>
 
 #include "directory/bind.h"
 #include "platform/text.h"
@@ -41,18 +40,37 @@ bool Fits(NativeHandler& handler, const Field& field) {
   return false;
 }
 
+bool IsTrue(const std::optional<std::u16string>& text) {
+  return text && platform::EqualsIgnoringCase(*text, u"true");
+}
+
+// Whether the distinguished name is a logon name: administrators enter one in that field, in either
+// form.
+bool IsLogonName(std::u16string_view distinguishedName) {
+  return distinguishedName.find_first_of(u"\\@") != std::u16string_view::npos;
+}
+
+// What nobody uses is not judged: an account's real distinguished name may have any length.
+bool CredentialsFit(NativeHandler& handler, const DomainProperties& properties) {
+  if (!IsTrue(properties.isAuthenticationRequired)) return true;
+  const auto& name = properties.userDistinguishedName;
+  bool all = Fits(handler, {"USER_NAME", properties.userName, call::kNameCapacity});
+  all = Fits(handler, {"PASSWORD", properties.password, call::kNameCapacity}) && all;
+  if (name && IsLogonName(*name)) {
+    all = Fits(handler, {"USER_DISTINGUISHED_NAME", name, call::kNameCapacity}) && all;
+  }
+  return all;
+}
+
 bool AllFit(NativeHandler& handler, const DomainProperties& properties) {
   const std::optional<std::u16string> firstCatalog =
       properties.globalCatalogs && !properties.globalCatalogs->empty()
           ? std::optional(properties.globalCatalogs->front())
           : std::nullopt;
-  const std::array<Field, 12> fields{{
+  const std::array<Field, 9> fields{{
       {"DOMAIN_NAME", properties.domainName, call::kNameCapacity},
       {"USER_DOMAIN_NAME", properties.userDomainName, call::kNameCapacity},
       {"GC_LIST", firstCatalog, call::kNameCapacity},
-      {"USER_NAME", properties.userName, call::kNameCapacity},
-      {"USER_DISTINGUISHED_NAME", properties.userDistinguishedName, call::kNameCapacity},
-      {"PASSWORD", properties.password, call::kNameCapacity},
       {"DEFAULT_NAMING_CONTEXT", properties.defaultNamingContext, call::kPathCapacity},
       {"ROOT_DOMAIN_NAMING_CONTEXT", properties.rootDomainNamingContext, call::kPathCapacity},
       {"SCHEMA_NAMING_CONTEXT", properties.schemaNamingContext, call::kPathCapacity},
@@ -60,7 +78,7 @@ bool AllFit(NativeHandler& handler, const DomainProperties& properties) {
       {"DOMAIN_FUNCTIONAL_LEVEL", properties.domainFunctionalLevel, call::kNameCapacity},
       {"IS_AUTHENTICATION_REQUIRED", properties.isAuthenticationRequired, call::kNameCapacity},
   }};
-  bool all = true;
+  bool all = CredentialsFit(handler, properties);
   for (const Field& field : fields) all = Fits(handler, field) && all;
   return all;
 }
@@ -78,14 +96,11 @@ void CopyTexts(DomainSettings& settings, const DomainProperties& properties) {
 }
 
 // The name every bind is made under. What is looked at for a "\" or "@" is the distinguished name,
-// what is joined to the domain otherwise is the plain user name: administrators enter a logon name
-// in either form in that one field.
+// what is joined to the domain otherwise is the plain user name.
 void BuildLogonName(NativeHandler& handler) {
   DomainSettings& settings = handler.settings;
-  const std::u16string& entered = *settings.userDistinguishedName;
-  const bool isLogonName = entered.find_first_of(u"\\@") != std::u16string::npos;
-  if (isLogonName) {
-    settings.logonName = entered;
+  if (IsLogonName(*settings.userDistinguishedName)) {
+    settings.logonName = *settings.userDistinguishedName;
     LogMessageW(handler, call::kDetail, "LogonName contains \\ or @ ->%ws", *settings.logonName);
   } else {
     settings.logonName = settings.userDomainName + u"\\" + *settings.userName;
@@ -96,8 +111,7 @@ void BuildLogonName(NativeHandler& handler) {
 
 void CopyCredentials(NativeHandler& handler, DomainProperties& properties) {
   DomainSettings& settings = handler.settings;
-  const auto& required = properties.isAuthenticationRequired;
-  if (!required || !platform::EqualsIgnoringCase(*required, u"true")) return;
+  if (!IsTrue(properties.isAuthenticationRequired)) return;
   settings.password.emplace();
   if (properties.password) settings.password->swap(*properties.password);
   settings.userName = properties.userName.value_or(u"");
@@ -109,9 +123,10 @@ enum class Verdict { kAnswered, kTryNext, kStop };
 
 Verdict JudgeProbe(NativeHandler& handler, HResult result, call::ErrorList& errors) {
   if (Succeeded(result)) return Verdict::kAnswered;
+  if (call::EndedByCaller(handler, result)) return Verdict::kStop;
   if (result == platform::kServerDown) {
     LogMessage(handler, call::kMilestone, "DC Not Operatinol check for Next");
-    return Verdict::kTryNext;
+    return call::IsCancelled(handler) ? Verdict::kStop : Verdict::kTryNext;
   }
   std::string_view key = kSomeAuthenticationProblem;
   if (result == platform::kLogonFailure) {
@@ -144,27 +159,63 @@ HResult Probe(NativeHandler& handler, const std::u16string& controller) {
   return BindObject(handler, path, search);
 }
 
-bool IsTrue(const std::optional<std::u16string>& text) {
-  return text && platform::EqualsIgnoringCase(*text, u"true");
-}
+// Reads the optional keys into the terms of the call. A value that cannot be understood makes Read
+// false and is told to the log: a call must not run with weaker terms than its caller meant.
+class TermsReader {
+ public:
+  TermsReader(NativeHandler& handler, const DomainProperties& properties)
+      : handler_(handler), properties_(properties) {}
 
-// A number below one makes no limit that a call could keep, so the default stays.
-platform::CallTerms TermsOf(const DomainProperties& properties) {
-  platform::CallTerms terms;
-  terms.domainName = properties.domainName.value_or(u"");
-  terms.allowNtlm = IsTrue(properties.allowNtlm);
-  terms.allowRc4 = IsTrue(properties.allowRc4);
-  terms.trustedAuthorities = properties.trustedAuthorities.value_or(u"");
-  const auto set = [](std::optional<std::int32_t> value, auto& term) {
-    using Term = std::remove_reference_t<decltype(term)>;
-    if (value && *value > 0) term = Term(*value);
-  };
-  set(properties.connectTimeLimit, terms.connect);
-  set(properties.idleTimeLimit, terms.idle);
-  set(properties.callTimeLimit, terms.call);
-  set(properties.maxMessageBytes, terms.maxMessageBytes);
-  return terms;
-}
+  bool Read(platform::CallTerms& terms) {
+    terms.domainName = properties_.domainName.value_or(u"");
+    ReadSwitch("ALLOW_NTLM", properties_.allowNtlm, terms.allowNtlm);
+    ReadSwitch("ALLOW_RC4", properties_.allowRc4, terms.allowRc4);
+    ReadPath("TRUSTED_AUTHORITIES", properties_.trustedAuthorities, terms.trustedAuthorities);
+    ReadLimit("CONNECT_TIME_LIMIT", properties_.connectTimeLimit, terms.connect);
+    ReadLimit("IDLE_TIME_LIMIT", properties_.idleTimeLimit, terms.idle);
+    // Zero is the word for no limit.
+    if (properties_.callTimeLimit != 0) {
+      ReadLimit("CALL_TIME_LIMIT", properties_.callTimeLimit, terms.call);
+    }
+    ReadLimit("MAX_MESSAGE_BYTES", properties_.maxMessageBytes, terms.maxMessageBytes);
+    return understood_ && properties_.termsOfWrongClass == 0;
+  }
+
+ private:
+  void Refuse(std::string_view key, std::string_view expected) {
+    LogMessage(handler_, call::kMilestone, "The domain setting %s is not %s", key, expected);
+    understood_ = false;
+  }
+
+  void ReadSwitch(std::string_view key, const std::optional<std::u16string>& text, bool& term) {
+    term = IsTrue(text);
+    if (text && !term && !platform::EqualsIgnoringCase(*text, u"false")) {
+      Refuse(key, "true or false");
+    }
+  }
+
+  // An empty path would stand for the system's authorities, which whoever sets this does not mean.
+  void ReadPath(std::string_view key, const std::optional<std::u16string>& path,
+                std::u16string& term) {
+    if (!path) return;
+    term = *path;
+    if (path->empty() || path->find(u'\0') != std::u16string::npos) Refuse(key, "a path");
+  }
+
+  template <typename Term>
+  void ReadLimit(std::string_view key, std::optional<std::int32_t> value, Term& term) {
+    if (!value) return;
+    if (*value > 0) {
+      term = Term(*value);
+    } else {
+      Refuse(key, "above zero");
+    }
+  }
+
+  NativeHandler& handler_;
+  const DomainProperties& properties_;
+  bool understood_ = true;
+};
 
 void LogGlobalCatalogs(NativeHandler& handler, const DomainProperties& properties) {
   const auto& catalogs = properties.globalCatalogs;
@@ -208,7 +259,8 @@ bool FindValidDc(NativeHandler& handler, const std::vector<std::u16string>& cont
 bool InitializeHandler(NativeHandler& handler, DomainProperties& properties,
                        call::ErrorList& errors) {
   DomainSettings& settings = handler.settings;
-  if (!AllFit(handler, properties)) {
+  const bool fit = AllFit(handler, properties);
+  if (!TermsReader(handler, properties).Read(settings.terms) || !fit) {
     const std::u16string name = properties.domainName.value_or(u"");
     call::AddNativeError(errors, name, call::kSevere, Bits(platform::kInvalidArgument),
                          kSomeAuthenticationProblem);
@@ -216,7 +268,6 @@ bool InitializeHandler(NativeHandler& handler, DomainProperties& properties,
   }
   CopyTexts(settings, properties);
   CopyCredentials(handler, properties);
-  settings.terms = TermsOf(properties);
   if (handler.observer != nullptr) handler.platform.BeginCall(settings.terms, *handler.observer);
 
   static const std::vector<std::u16string> kNoControllers;

@@ -40,14 +40,15 @@ struct DomainProperties {
   std::optional<std::u16string> isAuthenticationRequired;        // IS_AUTHENTICATION_REQUIRED
   std::optional<std::int32_t> accountLookupStatus;               // ACCOUNT_LOOKUP_STATUS
 
-  // Optional keys: terms of the call.
-  std::optional<std::u16string> allowNtlm;           // ALLOW_NTLM: "true"
-  std::optional<std::u16string> allowRc4;            // ALLOW_RC4: "true"
+  // Optional keys: terms of the call. One that cannot be understood fails the initialisation.
+  std::optional<std::u16string> allowNtlm;           // ALLOW_NTLM: "true" or "false"
+  std::optional<std::u16string> allowRc4;            // ALLOW_RC4: "true" or "false"
   std::optional<std::u16string> trustedAuthorities;  // TRUSTED_AUTHORITIES: a file or folder
   std::optional<std::int32_t> connectTimeLimit;      // CONNECT_TIME_LIMIT: milliseconds
   std::optional<std::int32_t> idleTimeLimit;         // IDLE_TIME_LIMIT: milliseconds
   std::optional<std::int32_t> callTimeLimit;         // CALL_TIME_LIMIT: milliseconds, 0 for none
   std::optional<std::int32_t> maxMessageBytes;       // MAX_MESSAGE_BYTES
+  std::uint32_t termsOfWrongClass = 0;  // optional keys whose value is no text or no number
 };
 
 // Fills handler.settings and finds a controller. False when the call cannot go on; the reason is

@@ -78,6 +78,7 @@ SearchOutcome StreamRows(NativeHandler& handler, DirectorySearch& search,
   if (Succeeded(outcome.result)) {
     outcome.result = search.ExecuteSearch(request.filter, AttributesToRequest(builder, selection));
   }
+  if (call::EndedByCaller(handler, outcome.result)) return {};
   if (Failed(outcome.result)) {
     LogMessageW(handler, call::kMilestone, "The search failed, filter: %ws, error code: %x",
                 request.filter, Bits(outcome.result));
@@ -89,16 +90,21 @@ SearchOutcome StreamRows(NativeHandler& handler, DirectorySearch& search,
   while (!completed) {
     outcome.result = search.GetNextRow();
     if (outcome.result != platform::kOk) break;
-    if (selection.keep && !selection.keep(search)) {
-      completed = listener.IsCompleted();
-      continue;
+    const bool kept = !selection.keep || selection.keep(search);
+    if (kept) {
+      LogRowName(handler, search);
+      builder.getJNIColumnValues(search, row);
     }
-    LogRowName(handler, search);
-    builder.getJNIColumnValues(search, row);
-    listener.AddRow(row);
-    LogProgress(handler, ++outcome.rows);
+    // What a row needs beyond its own object is no longer read once the caller has cancelled, so
+    // the row may not be whole.
+    if (call::IsCancelled(handler)) break;
+    if (kept) {
+      listener.AddRow(row);
+      LogProgress(handler, ++outcome.rows);
+    }
     completed = listener.IsCompleted();
   }
+  if (call::EndedByCaller(handler, outcome.result)) outcome.result = platform::kOk;
   if (Failed(outcome.result)) {
     LogMessage(handler, call::kMilestone, "The search broke off after %u rows, error code: %x",
                outcome.rows, Bits(outcome.result));

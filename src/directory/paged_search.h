@@ -36,8 +36,9 @@ struct RowSelection {
 };
 
 struct SearchOutcome {
-  platform::HResult result =
-      0;  // why the search ended: success, or the failure of ExecuteSearch or GetNextRow
+  // Why the search ended: the failure of ExecuteSearch or GetNextRow, or success, which it is too
+  // when the caller ended it.
+  platform::HResult result = 0;
   std::uint32_t rows = 0;  // handed over
 };
 

@@ -30,6 +30,7 @@ void GetObjects(call::NativeHandler& handler, const std::optional<std::u16string
       directory::ObjectPath(handler.settings, container.value_or(std::u16string()));
   std::unique_ptr<platform::DirectorySearch> search;
   const HResult result = OpenSearchRoot(handler, path, search);
+  if (call::EndedByCaller(handler, result)) return;
   if (Failed(result)) {
     call::LogMessageW(
         handler, call::kMilestone,

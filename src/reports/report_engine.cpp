@@ -126,6 +126,7 @@ void BindAndStream(NativeHandler& handler, const ReportDefinition& report,
     LogMessage(handler, call::kMilestone, "%s has no value for a parameter of its filter",
                report.method);
   }
+  if (call::EndedByCaller(handler, result)) return;
   if (Failed(result)) {
     call::AddNativeError(errors, handler.settings.domainName, call::kSevere, Bits(result),
                          directory::ReportBindFailureKey(result));

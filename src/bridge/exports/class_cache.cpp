@@ -6,4 +6,4 @@ ZORVAN_EXPORT(void, InitializeClassIDs)(JNIEnv* env, jobject) {
   zorvan::bridge::InitializeClassIDs(env);
 }
 
-ZORVAN_EXPORT(void, CleanupClassIDs)(JNIEnv* env, jobject) { zorvan::bridge::CleanupClassIDs(env); }
+ZORVAN_EXPORT(void, CleanupClassIDs)(JNIEnv*, jobject) { zorvan::bridge::CleanupClassIDs(); }

@@ -47,7 +47,7 @@ void Run(ExportFrame& frame, std::string_view method, ReportShape shape,
 
 jobject StreamReport(JNIEnv* env, std::string_view method, ReportShape shape,
                      const ReportArguments& given) {
-  return StreamToListener(env, given.settings, given.attributes, given.listener, given.errors,
+  return StreamToListener(env, {given.settings, given.listener, given.errors}, given.attributes,
                           [&](ExportFrame& frame, const auto& names, call::RowListener& rows) {
                             Run(frame, method, shape, given, names, rows);
                           });

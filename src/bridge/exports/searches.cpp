@@ -8,7 +8,8 @@ namespace {
 
 jobject GetObjects(JNIEnv* env, jobject settings, jstring container, jstring filter,
                    jobject attributes, jobject listener, jobject errors) {
-  return StreamToListener(env, settings, attributes, listener, errors,
+  constexpr auto kFirstAnswer = directory::FirstAnswer::kDiscarded;
+  return StreamToListener(env, {settings, listener, errors, kFirstAnswer}, attributes,
                           [&](ExportFrame& frame, const auto& names, call::RowListener& rows) {
                             objects::GetObjects(frame.handler(),
                                                 CopyJavaString(frame.java(), container),

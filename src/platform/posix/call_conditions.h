@@ -1,8 +1,10 @@
 // The terms of the call that a connection is made for, and whom to ask while waiting.
 #pragma once
 
+#include <algorithm>
+
 #include "platform/call_terms.h"
-#include "platform/posix/tcp_connector.h"
+#include "platform/posix/patience.h"
 
 namespace zorvan::platform::posix {
 
@@ -11,6 +13,12 @@ struct CallConditions {
   CallTerms terms;
   CallObserver* observer = nullptr;  // may be null; outlives whoever holds this
   Deadline end = Deadline::max();    // of the whole call
+
+  // By when a connection that is begun now must have its log-on behind it.
+  Deadline OpeningEnd() const {
+    return std::min(end, std::chrono::steady_clock::now() + terms.connect);
+  }
+  Patience ForTheCall() const { return {end, observer}; }
 };
 
 }  // namespace zorvan::platform::posix

@@ -1,6 +1,8 @@
 // Owners for the handles of the libraries that the adapter calls: one line for each kind.
 #pragma once
 
+#include <gnutls/gnutls.h>
+#include <gnutls/x509.h>
 #include <gssapi/gssapi.h>
 #include <krb5/krb5.h>
 #include <ldap.h>
@@ -62,6 +64,14 @@ using LdapMessage = UniqueHandle<LDAPMessage*, ldap_msgfree>;
 using LdapText = UniqueHandle<char*, ldap_memfree>;
 using BerValue = UniqueHandle<berval*, ber_bvfree>;
 using BerValues = UniqueHandle<berval**, ldap_value_free_len>;
+
+// ---- TLS
+
+using TlsHandle = UniqueHandle<gnutls_session_t, gnutls_deinit>;
+using TlsCredentials =
+    UniqueHandle<gnutls_certificate_credentials_t, gnutls_certificate_free_credentials>;
+using TlsPriority = UniqueHandle<gnutls_priority_t, gnutls_priority_deinit>;
+using Certificate = UniqueHandle<gnutls_x509_crt_t, gnutls_x509_crt_deinit>;
 
 // ---- GSSAPI
 

@@ -2,6 +2,7 @@
 
 #include <openldap.h>
 
+#include <algorithm>
 #include <mutex>
 #include <optional>
 #include <string_view>
@@ -19,6 +20,13 @@ namespace zorvan::platform::posix {
 namespace {
 
 using Clock = std::chrono::steady_clock;
+
+constexpr HResult kNothingYet = 1;                            // S_FALSE
+constexpr HResult kResultsTooLarge = HResultFromWin32(8248);  // ERROR_DS_OBJECT_RESULTS_TOO_LARGE
+
+// Answers that wait to be read after the log-on: several pages of large entries, while the linked
+// objects of an earlier page are read.
+constexpr std::size_t kMaxKept = std::size_t{256} << 20U;
 
 constexpr std::uint16_t kLdapsPort = 636;
 constexpr std::uint16_t kGlobalCatalogLdapsPort = 3269;
@@ -74,50 +82,106 @@ HResult MakeHandle(const Endpoint& endpoint, ConnectionState& state) {
   SetOptions(state.handle.get());
   Sockbuf* layers = nullptr;
   ldap_get_option(state.handle.get(), LDAP_OPT_SOCKBUF, &layers);
-  return state.socket.Attach(layers) ? kOk : kOutOfMemory;
+  return state.socket.Attach(layers) && state.gate.Attach(layers) ? kOk : kOutOfMemory;
 }
 
 HResult Connect(const Endpoint& endpoint, const CallConditions& conditions,
                 std::unique_ptr<ConnectionState>& state, ExtendedError& error) {
   std::string reason;
+  const Deadline openingEnds = conditions.OpeningEnd();
   FileDescriptor connected =
-      ConnectTcp(endpoint.host, endpoint.port, Clock::now() + conditions.terms.connect, reason);
+      ConnectTcp(endpoint.host, endpoint.port, Patience(openingEnds, conditions.observer), reason);
   if (!connected) return ServerDown(reason, error);
-  state = std::make_unique<ConnectionState>(std::move(connected), conditions);
+  state = std::make_unique<ConnectionState>(std::move(connected), conditions, openingEnds);
   return MakeHandle(endpoint, *state);
 }
 
 }  // namespace
+
+ExtendedError EndOfCall(HResult ended) {
+  return {Bits(ended) & 0xFFFFU, ended == kCancelled
+                                     ? u"The caller ended the call."
+                                     : u"The time limit of the whole call has passed."};
+}
 
 HResult ServerDown(std::string_view reason, ExtendedError& error) {
   error = {Bits(kServerDown) & 0xFFFFU, ToUtf16(reason)};
   return kServerDown;
 }
 
-// The waiting is done here, on the socket, and libldap only asked for what has arrived. So the
-// limit starts anew with every byte.
-HResult ConnectionState::Await(int messageId, int all, std::chrono::milliseconds limit,
-                               LDAPMessage*& message) {
-  Sockbuf* layers = nullptr;
-  ldap_get_option(handle.get(), LDAP_OPT_SOCKBUF, &layers);
+// The waiting is done here, on the socket, and libldap only asked for what has arrived.
+HResult ConnectionState::Await(int messageId, int all, LDAPMessage*& message) {
+  HResult result = TakeArrived(messageId, all, message);
+  if (result != kNothingYet) return result;
+  const auto idleEnd = [this] {
+    return std::min(conditions.end, Clock::now() + conditions.terms.idle);
+  };
+  if (opened) patience_.PutOff(idleEnd());
+  std::uint64_t seen = gate.answers();
   for (;;) {
-    timeval atOnce{};
-    message = nullptr;
-    const int type = ldap_result(handle.get(), messageId, all, &atOnce, &message);
-    if (type > 0) return kOk;
-    if (type < 0) {
-      broken = true;
-      int code = LDAP_SERVER_DOWN;
-      ldap_get_option(handle.get(), LDAP_OPT_RESULT_CODE, &code);
-      return HResultFromLdap(code);
-    }
-    if (ber_sockbuf_ctrl(layers, LBER_SB_OPT_DATA_READY, nullptr) > 0) continue;
-    if (!socket.Await(Clock::now() + limit)) {
-      broken = true;
-      return kTimedOut;
-    }
+    // Only whole messages put off the limit, and only those that somebody asked for.
+    if (opened && gate.answers() != seen) patience_.PutOff(idleEnd());
+    seen = gate.answers();
+    const HResult waited = HasMoreToRead() ? patience_.Check() : socket.Await(patience_);
+    if (Failed(waited)) return GiveUp(waited);
+    result = TakeArrived(messageId, all, message);
+    if (result != kNothingYet) return result;
   }
 }
+
+HResult ConnectionState::TakeArrived(int messageId, int all, LDAPMessage*& message) {
+  timeval atOnce{};
+  message = nullptr;
+  gate.Ration();
+  const int type = ldap_result(handle.get(), messageId, all, &atOnce, &message);
+  if (type == 0) return kNothingYet;
+  if (type > 0) {
+    messageSize = gate.Fetched(handle.get(), message);
+    return kOk;
+  }
+  broken = true;
+  int code = LDAP_SERVER_DOWN;
+  ldap_get_option(handle.get(), LDAP_OPT_RESULT_CODE, &code);
+  const bool excess = !gate.excess().empty();
+  const HResult result = excess ? kResultsTooLarge : HResultFromLdap(code);
+  failure = {Bits(result) & 0xFFFFU, ToUtf16(gate.excess())};
+  return result;
+}
+
+bool ConnectionState::HasMoreToRead() const {
+  Sockbuf* layers = nullptr;
+  ldap_get_option(handle.get(), LDAP_OPT_SOCKBUF, &layers);
+  return gate.usedUp() || ber_sockbuf_ctrl(layers, LBER_SB_OPT_DATA_READY, nullptr) > 0;
+}
+
+// A server that keeps silent is not asked again; one that its caller has enough of can be.
+HResult ConnectionState::GiveUp(HResult ended) {
+  const HResult call = conditions.ForTheCall().Verdict();
+  if (Failed(call)) {
+    failure = EndOfCall(call);
+    return call;
+  }
+  broken = true;
+  failure = {Bits(ended) & 0xFFFFU, u"The server sent no whole answer within the time limit."};
+  return ended;
+}
+
+namespace {
+
+// Where a stage of opening failed because of something that none of them knows of, this says so. A
+// call that is over has no use for another controller, whatever the server did meanwhile.
+HResult OpeningFailure(const ConnectionState* state, const CallConditions& conditions,
+                       HResult result, ExtendedError& error) {
+  const HResult call = conditions.ForTheCall().Verdict();
+  if (Failed(call)) {
+    error = EndOfCall(call);
+    return call;
+  }
+  if (state == nullptr || state->gate.excess().empty()) return result;
+  return ServerDown(state->gate.excess(), error);
+}
+
+}  // namespace
 
 HResult LdapConnection::Open(const Endpoint& endpoint, const Credentials& credentials,
                              std::uint32_t flags, std::unique_ptr<LdapConnection>& connection,
@@ -149,8 +213,11 @@ HResult LdapConnection::Open(const Endpoint& endpoint, const Credentials& creden
     const bool secure = (flags & kSecureAuthentication) != 0;
     result = LogOn(*state, endpoint, tls, secure, error).Bind(credentials);
   }
-  if (Failed(result)) return result;
+  if (Failed(result)) return OpeningFailure(state.get(), conditions, result, error);
   error = {};
+  state->opened = true;
+  const std::size_t largest = conditions.terms.maxMessageBytes;
+  state->gate.SetLimits({largest, std::max(largest, kMaxKept)});
   connection = std::make_unique<LdapConnection>(std::move(state));
   return kOk;
 }
@@ -161,10 +228,24 @@ LdapConnection::~LdapConnection() = default;
 LDAP* LdapConnection::handle() const { return state_->handle.get(); }
 const ServerNames& LdapConnection::names() const { return state_->names; }
 Authentication LdapConnection::authentication() const { return state_->authentication; }
-bool LdapConnection::broken() const { return state_->broken; }
+bool LdapConnection::broken() const { return state_->IsBroken(); }
+const ExtendedError& LdapConnection::failure() const { return state_->failure; }
+
+std::size_t LdapConnection::messageSize() const { return state_->messageSize; }
+
+HResult LdapConnection::CheckCall(ExtendedError& error) const {
+  const HResult call = state_->conditions.ForTheCall().Verdict();
+  if (Failed(call)) error = EndOfCall(call);
+  return call;
+}
+
+void LdapConnection::Abandon(int messageId) {
+  state_->gate.Forget(messageId);
+  if (!broken()) ldap_abandon_ext(handle(), messageId, nullptr, nullptr);
+}
 
 HResult LdapConnection::AwaitMessage(int messageId, int all, LDAPMessage*& message) {
-  return state_->Await(messageId, all, state_->conditions.terms.idle, message);
+  return state_->Await(messageId, all, message);
 }
 
 }  // namespace zorvan::platform::posix

@@ -71,10 +71,22 @@ class LdapConnection {
   const ServerNames& names() const;
   Authentication authentication() const;
 
-  // Waits for the next message of a request (messageId, or LDAP_RES_ANY); gives up when nothing
-  // arrives within the idle limit. all is LDAP_MSG_ONE, LDAP_MSG_ALL or LDAP_MSG_RECEIVED. The
-  // caller frees the message with ldap_msgfree.
+  // Waits for the next message of a request (messageId, or LDAP_RES_ANY). all is LDAP_MSG_ONE,
+  // LDAP_MSG_ALL or LDAP_MSG_RECEIVED. The caller frees the message with ldap_msgfree. Gives up
+  // with kTimedOut when no whole message arrives within the idle limit or the call has lasted too
+  // long, with kCancelled when the caller wants no more; ERROR_DS_OBJECT_RESULTS_TOO_LARGE means
+  // that the server went beyond the limits on memory. failure() has the reason in words.
   HResult AwaitMessage(int messageId, int all, LDAPMessage*& message);
+  const ExtendedError& failure() const;
+  // Of the message that AwaitMessage gave last, or of the messages, in bytes.
+  std::size_t messageSize() const;
+
+  // kCancelled or kTimedOut, with the words for it, when the call is to end. To be asked from time
+  // to time where a server never makes anybody wait.
+  HResult CheckCall(ExtendedError& error) const;
+
+  // Tells the server, if it can still be told, that the answer to a request is not wanted.
+  void Abandon(int messageId);
 
   // True once the transport has failed: every later request would fail, so the connection is not
   // offered for reuse.

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <utility>
 
+#include "platform/posix/channel_binding.h"
 #include "platform/posix/kerberos_credentials.h"
 #include "platform/posix/ldap_result.h"
 #include "platform/posix/logon_failure.h"
@@ -37,8 +38,11 @@ HResult LogOn::Bind(const Credentials& credentials) {
 
 HResult LogOn::BindAsThisProcess() {
   const MessageLayers layers = tls_ ? MessageLayers::kNone : MessageLayers::kSignedAndSealed;
-  return Conclude(BindAsProcess(Services(), connection_.names.realm, layers, exchange(), error_),
-                  Authentication::kProcessIdentity);
+  std::string binding;
+  if (connection_.tls) binding = ServerEndPointBinding(connection_.tls->ServerCertificate());
+  return Conclude(
+      BindAsProcess(Services(), connection_.names.realm, layers, binding, exchange(), error_),
+      Authentication::kProcessIdentity);
 }
 
 // A name that the caller gave is what its ticket is asked for: who answers in the server's place

@@ -11,7 +11,7 @@ namespace {
 constexpr std::size_t kLengthSize = 4;
 constexpr std::size_t kReadSize = 0x40000;
 // Longer than any token that a directory server sends.
-constexpr std::size_t kLongestToken = 0x1000000;
+constexpr std::size_t kMaxToken = 0x1000000;
 // How much goes into one token; servers need not accept longer ones than 64 KiB.
 constexpr std::size_t kPlainPerToken = 0x8000;
 
@@ -114,7 +114,7 @@ ber_slen_t SealedTransport::Read(Sockbuf_IO_Desc* layer, void* buffer, std::size
 SealedTransport::Frame SealedTransport::FrontFrame(std::string_view& token) const {
   if (end_ - begin_ < kLengthSize) return Frame::kPartial;
   const std::size_t length = ReadLength(input_.data() + begin_);
-  if (length == 0 || length > kLongestToken) return Frame::kMalformed;
+  if (length == 0 || length > kMaxToken) return Frame::kMalformed;
   if (end_ - begin_ - kLengthSize < length) return Frame::kPartial;
   token = {input_.data() + begin_ + kLengthSize, length};
   return Frame::kComplete;
@@ -136,10 +136,8 @@ ber_slen_t SealedTransport::Receive(Sockbuf_IO_Desc* layer) {
     end_ -= begin_;
     begin_ = 0;
   }
-  std::size_t wanted = kReadSize;
-  if (end_ >= kLengthSize) {
-    wanted = std::max(wanted, kLengthSize + ReadLength(input_.data()) - end_);
-  }
+  // A token is given room as it arrives: anybody can claim that it is long.
+  const std::size_t wanted = std::max(kReadSize, end_);
   if (input_.size() < end_ + wanted) input_.resize(end_ + wanted);
   const ber_slen_t count = LBER_SBIOD_READ_NEXT(layer, input_.data() + end_, wanted);
   if (count > 0) end_ += static_cast<std::size_t>(count);

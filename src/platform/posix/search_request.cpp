@@ -16,8 +16,15 @@ constexpr char kSecurityDescriptorFlags[] = "1.2.840.113556.1.4.801";
 // asks for everything.
 constexpr char kWithoutSacl[] = {0x30, 0x03, 0x02, 0x01, 0x07};
 
-// How many entries of a reply without pages are held at a time.
+// How many messages of a reply without pages are held at a time, and how many bytes of any.
 constexpr std::size_t kPortion = 1000;
+constexpr std::size_t kMaxHeldBytes = std::size_t{64} << 20U;
+// A server may find nothing for a page and yet go on; for ever it may not.
+constexpr int kMaxPagesWithoutEntries = 100;
+
+constexpr HResult kDecodingError = HResultFromWin32(8253);    // ERROR_DS_DECODING_ERROR
+constexpr HResult kControlNotFound = HResultFromWin32(8258);  // ERROR_DS_CONTROL_NOT_FOUND
+constexpr HResult kClientLoop = HResultFromWin32(8259);       // ERROR_DS_CLIENT_LOOP
 
 struct FreeControl {
   void operator()(LDAPControl* control) const { ldap_control_free(control); }
@@ -42,9 +49,12 @@ class Controls {
     if (request.pageSize != 0) {
       berval value{cookie.size(), const_cast<char*>(cookie.data())};
       LDAPControl* control = nullptr;
-      // Not critical: a server that does not know pages shall answer in one piece.
-      const int result = ldap_create_page_control(handle, static_cast<ber_int_t>(request.pageSize),
-                                                  cookie.empty() ? nullptr : &value, 0, &control);
+      // A server that does not know pages shall answer the first request in one piece; one that
+      // has given a cookie must not take the second for a new search.
+      const bool critical = !cookie.empty();
+      const int result =
+          ldap_create_page_control(handle, static_cast<ber_int_t>(request.pageSize),
+                                   cookie.empty() ? nullptr : &value, critical ? 1 : 0, &control);
       if (result != LDAP_SUCCESS) return HResultFromLdap(result);
       page_.reset(control);
       list_[count_++] = control;
@@ -80,14 +90,14 @@ int LdapScope(SearchScope scope) {
 
 // What a connection that has failed says to everything that is still asked of it, without waiting
 // again.
-HResult AnswerOfBroken(ExtendedError& error) {
-  error = ExtendedError{Bits(kServerDown) & 0xFFFFU, {}};
+HResult AnswerOfBroken(const LdapConnection& connection, ExtendedError& error) {
+  error = ExtendedError{Bits(kServerDown) & 0xFFFFU, connection.failure().text};
   return kServerDown;
 }
 
 HResult SendPage(LdapConnection& connection, const SearchRequest& request,
                  const std::string& cookie, int& messageId, ExtendedError& error) {
-  if (connection.broken()) return AnswerOfBroken(error);
+  if (connection.broken()) return AnswerOfBroken(connection, error);
   Controls controls;
   const HResult made = controls.Make(connection.handle(), request, cookie);
   if (Failed(made)) return made;
@@ -106,13 +116,13 @@ HResult SendPage(LdapConnection& connection, const SearchRequest& request,
 // Waits for a message; when none comes, the request is over for the server too.
 HResult AwaitOrAbandon(LdapConnection& connection, int messageId, int all, Message& message,
                        ExtendedError& error) {
-  if (connection.broken()) return AnswerOfBroken(error);
+  if (connection.broken()) return AnswerOfBroken(connection, error);
   LDAPMessage* received = nullptr;
   const HResult result = connection.AwaitMessage(messageId, all, received);
   message.reset(received);
   if (Failed(result)) {
-    error = ExtendedError{Bits(result) & 0xFFFFU, {}};
-    if (!connection.broken()) ldap_abandon_ext(connection.handle(), messageId, nullptr, nullptr);
+    error = connection.failure();
+    connection.Abandon(messageId);
   }
   return result;
 }
@@ -154,8 +164,7 @@ PagedSearch::PagedSearch(LdapConnection& connection, SearchRequest request)
 }
 
 PagedSearch::~PagedSearch() {
-  if (messageId_ == kNothingUnderWay || connection_.broken()) return;
-  ldap_abandon_ext(connection_.handle(), messageId_, nullptr, nullptr);
+  if (messageId_ != kNothingUnderWay) connection_.Abandon(messageId_);
 }
 
 HResult PagedSearch::Start(ExtendedError& error) {
@@ -185,12 +194,25 @@ HResult PagedSearch::Next(ExtendedError& error) {
 }
 
 void PagedSearch::FillPage() {
-  const std::size_t limit = request_.pageSize != 0 ? request_.pageSize : kPortion;
   held_.clear();
   next_ = 0;
-  // The result of a full page is waited for; a server that sends more entries than that does not
-  // know pages.
-  while (held_.size() <= limit) {
+  const HResult call = connection_.CheckCall(error_);
+  if (Failed(call)) return Stop(call);
+  ReceivePortion();
+  if (!held_.empty()) {
+    withoutEntries_ = 0;
+  } else if (messageId_ != kNothingUnderWay && ++withoutEntries_ == kMaxPagesWithoutEntries) {
+    Fail(kClientLoop, u"The server sent 100 pages in a row without an entry.");
+  }
+}
+
+// The result of a full page is waited for. A server that sends more entries than that does not know
+// pages, and one whose entries are that large must do without being asked ahead.
+void PagedSearch::ReceivePortion() {
+  const std::size_t limit = request_.pageSize != 0 ? request_.pageSize : kPortion;
+  std::size_t others = 0;
+  std::size_t bytes = 0;
+  while (held_.size() <= limit && others < kPortion && bytes < kMaxHeldBytes) {
     Message message;
     const HResult result = AwaitOrAbandon(connection_, messageId_, LDAP_MSG_ONE, message, error_);
     if (Failed(result)) {
@@ -198,14 +220,30 @@ void PagedSearch::FillPage() {
       outcome_ = result;
       return;
     }
-    const int type = ldap_msgtype(message.get());
-    if (type == LDAP_RES_SEARCH_ENTRY) {
-      held_.push_back(std::move(message));
-    } else if (type == LDAP_RES_SEARCH_RESULT) {
-      FinishPage(message.get());
-      return;
+    bytes += connection_.messageSize();
+    switch (ldap_msgtype(message.get())) {
+      case LDAP_RES_SEARCH_ENTRY:
+        if (!pageHasEntries_) StartPageWith(message.get());
+        held_.push_back(std::move(message));
+        break;
+      case LDAP_RES_SEARCH_RESULT:
+        FinishPage(message.get());
+        return;
+      default:
+        ++others;
     }
   }
+}
+
+void PagedSearch::StartPageWith(LDAPMessage* entry) {
+  BerElement* reader = nullptr;
+  berval name{};
+  pageHasEntries_ = true;
+  firstName_.clear();
+  if (ldap_get_dn_ber(connection_.handle(), entry, &reader, &name) == LDAP_SUCCESS) {
+    firstName_.assign(name.bv_val, name.bv_len);
+  }
+  ber_free(reader, 0);
 }
 
 void PagedSearch::FinishPage(LDAPMessage* result) {
@@ -213,26 +251,61 @@ void PagedSearch::FinishPage(LDAPMessage* result) {
   outcome_ = ResultOf(connection_.handle(), result, error_);
   if (Failed(outcome_)) return;
   outcome_ = kNoMoreRows;
+  std::string cookie;
+  if (!ReadCookie(result, cookie) || cookie.empty()) return;
+  // Some servers give one cookie for all pages of a search; then the entries tell whether it gets
+  // on.
+  if (cookie == cookie_ && (!pageHasEntries_ || firstName_ == firstNameBefore_)) {
+    return Fail(kClientLoop,
+                u"The server does not get on: its cookie stays the same, and no other "
+                u"entries come.");
+  }
+  cookie_ = std::move(cookie);
+  firstNameBefore_ = std::move(firstName_);
+  firstName_.clear();
+  pageHasEntries_ = false;
+  const HResult sent = Send(cookie_, error_);
+  if (Failed(sent)) outcome_ = sent;
+}
 
+// Only an answer without the control to a request without a cookie, from a server that does not
+// know pages, is whole without it.
+bool PagedSearch::ReadCookie(LDAPMessage* result, std::string& cookie) {
   LDAPControl** received = nullptr;
   int code = 0;
-  if (ldap_parse_result(connection_.handle(), result, &code, nullptr, nullptr, nullptr, &received,
-                        0) != LDAP_SUCCESS) {
-    return;
-  }
+  const int parsed = ldap_parse_result(connection_.handle(), result, &code, nullptr, nullptr,
+                                       nullptr, &received, 0);
   const std::unique_ptr<LDAPControl*, FreeControls> controls(received);
   LDAPControl* page = ldap_control_find(LDAP_CONTROL_PAGEDRESULTS, received, nullptr);
-  if (page == nullptr) return;
-  ber_int_t estimate = 0;
-  berval cookie{};
-  if (ldap_parse_pageresponse_control(connection_.handle(), page, &estimate, &cookie) !=
-      LDAP_SUCCESS) {
-    return;
+  if (parsed == LDAP_SUCCESS && page == nullptr) {
+    if (cookie_.empty()) return true;
+    Fail(kControlNotFound,
+         u"The server's answer to a request for the next page does not say "
+         u"whether it is the last.");
+    return false;
   }
-  const std::unique_ptr<char, FreeText> owned(cookie.bv_val);
-  if (cookie.bv_len == 0) return;
-  const HResult sent = Send(std::string(cookie.bv_val, cookie.bv_len), error_);
-  if (Failed(sent)) outcome_ = sent;
+  ber_int_t estimate = 0;
+  berval value{};
+  if (parsed != LDAP_SUCCESS ||
+      ldap_parse_pageresponse_control(connection_.handle(), page, &estimate, &value) !=
+          LDAP_SUCCESS) {
+    Fail(kDecodingError, u"The control that says whether more pages follow cannot be decoded.");
+    return false;
+  }
+  const std::unique_ptr<char, FreeText> owned(value.bv_val);
+  if (value.bv_len != 0) cookie.assign(value.bv_val, value.bv_len);
+  return true;
+}
+
+void PagedSearch::Fail(HResult failure, std::u16string_view words) {
+  error_ = ExtendedError{Bits(failure) & 0xFFFFU, std::u16string(words)};
+  Stop(failure);
+}
+
+void PagedSearch::Stop(HResult outcome) {
+  if (messageId_ != kNothingUnderWay) connection_.Abandon(messageId_);
+  messageId_ = kNothingUnderWay;
+  outcome_ = outcome;
 }
 
 }  // namespace zorvan::platform::posix

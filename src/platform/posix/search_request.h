@@ -52,6 +52,10 @@ HResult ReadEntry(LdapConnection& connection, const SearchRequest& request, Mess
 // page is complete the next one is requested before the first entry of this one is handed over, so
 // that the server works while the caller does. A server that does not know pages is read in
 // portions of the same size.
+//
+// A search ends with kNoMoreRows only when the server has said that it is the end. One that does
+// not get on (pages without entries, or the same again) fails, as does one whose server does not
+// say whether more would follow.
 class PagedSearch {
  public:
   PagedSearch(LdapConnection& connection, SearchRequest request);
@@ -74,7 +78,12 @@ class PagedSearch {
 
   HResult Send(const std::string& cookie, ExtendedError& error);
   void FillPage();
+  void ReceivePortion();
+  void StartPageWith(LDAPMessage* entry);
   void FinishPage(LDAPMessage* result);
+  bool ReadCookie(LDAPMessage* result, std::string& cookie);
+  void Fail(HResult failure, std::u16string_view words);
+  void Stop(HResult outcome);
 
   LdapConnection& connection_;
   SearchRequest request_;
@@ -82,6 +91,12 @@ class PagedSearch {
   std::vector<Message> held_;
   std::size_t next_ = 0;
   Message current_;
+  // How the search gets on: the cookie sent last, and the names that its pages begin with.
+  std::string cookie_;
+  bool pageHasEntries_ = false;
+  std::string firstName_;
+  std::string firstNameBefore_;
+  int withoutEntries_ = 0;
   HResult outcome_ = kNoMoreRows;  // how the search ended, once nothing is under way
   ExtendedError error_;
 };

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <span>
 
 namespace zorvan::platform::posix {
 namespace {
@@ -60,11 +61,14 @@ ber_slen_t SocketTransport::Read(void* buffer, std::size_t size) {
 ber_slen_t SocketTransport::ReadSocket(void* buffer, std::size_t size) {
   for (;;) {
     const ssize_t count = recv(descriptor_.get(), buffer, size, MSG_DONTWAIT);
+    failed_ |= count == 0 && size > 0;
     if (count >= 0) return count;
     if (errno == EINTR) continue;
-    if (errno != EAGAIN || readDeadline_ == nullptr) return -1;
-    if (!Await(*readDeadline_)) {
-      errno = ETIMEDOUT;
+    failed_ |= errno != EAGAIN;
+    if (failed_ || readPatience_ == nullptr) return -1;
+    const HResult ended = Await(*readPatience_);
+    if (Failed(ended)) {
+      errno = ended == kCancelled ? ECANCELED : ETIMEDOUT;
       return -1;
     }
   }
@@ -86,6 +90,7 @@ bool SocketTransport::Flush() {
     } else if (errno == EAGAIN) {
       return true;
     } else if (errno != EINTR) {
+      failed_ = true;
       return false;
     }
   }
@@ -94,14 +99,14 @@ bool SocketTransport::Flush() {
   return true;
 }
 
-bool SocketTransport::Await(Deadline deadline) {
+HResult SocketTransport::Await(Patience& patience) {
   for (;;) {
     const bool sending = sent_ < output_.size();
-    const short ready = AwaitDescriptor(
-        descriptor_.get(), static_cast<short>(sending ? POLLIN | POLLOUT : POLLIN), deadline);
-    if (ready == 0) return false;
-    if ((ready & ~POLLOUT) != 0) return true;
-    if (!Flush()) return true;  // reading will tell why
+    pollfd waiting{descriptor_.get(), static_cast<short>(sending ? POLLIN | POLLOUT : POLLIN), 0};
+    const HResult ended = patience.Await(std::span(&waiting, 1));
+    if (Failed(ended)) return ended;
+    if ((waiting.revents & ~POLLOUT) != 0) return kOk;
+    if (!Flush()) return kOk;  // reading will tell why
   }
 }
 

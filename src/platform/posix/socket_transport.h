@@ -25,12 +25,15 @@ class SocketTransport {
   // Puts this under the LDAP connection; it must outlive the connection's handle.
   bool Attach(Sockbuf* connection);
 
-  // While a deadline is given, reading waits for data up to it, as a TLS handshake needs it.
-  void ReadUntil(const Deadline* deadline) { readDeadline_ = deadline; }
+  // While patience is given, reading waits for data as long as it lasts, as a TLS handshake needs
+  // it.
+  void ReadUntil(Patience* patience) { readPatience_ = patience; }
 
-  // Sends what is queued and waits until something can be read. False when nothing came until the
-  // deadline.
-  bool Await(Deadline deadline);
+  // Sends what is queued and waits until something can be read: kOk, kTimedOut or kCancelled.
+  HResult Await(Patience& patience);
+
+  // True once the other side was found to have gone, in reading or in sending.
+  bool failed() const { return failed_; }
 
   int descriptor() const { return descriptor_.get(); }
   bool hasInput() const { return begin_ < end_; }
@@ -44,12 +47,13 @@ class SocketTransport {
   bool Flush();
 
   FileDescriptor descriptor_;
-  const Deadline* readDeadline_ = nullptr;
+  Patience* readPatience_ = nullptr;
   std::vector<char> input_;  // bytes from begin_ to end_ are still to be read
   std::size_t begin_ = 0;
   std::size_t end_ = 0;
   std::vector<char> output_;  // bytes from sent_ on are still to be sent
   std::size_t sent_ = 0;
+  bool failed_ = false;
 };
 
 }  // namespace zorvan::platform::posix

@@ -54,6 +54,7 @@ struct Negotiation {
   gss_OID mechanism;
   const GssName& target;
   MessageLayers layers;
+  std::string_view channelBinding = {};
 };
 
 OM_uint32 RequiredFlags(MessageLayers layers) {
@@ -75,6 +76,8 @@ std::unique_lock<std::mutex> GuardFirstLeg(const Negotiation& with, int leg) {
 SpnegoOutcome Negotiate(const Negotiation& with, const BindExchange& exchange,
                         ExtendedError& error) {
   const OM_uint32 required = RequiredFlags(with.layers);
+  gss_channel_bindings_struct channel{};
+  channel.application_data = BufferOf(with.channelBinding);
   SpnegoOutcome outcome;
   BindAnswer answer;
   OM_uint32 agreed = 0;
@@ -89,7 +92,8 @@ SpnegoOutcome Negotiate(const Negotiation& with, const BindExchange& exchange,
       const std::unique_lock<std::mutex> alone = GuardFirstLeg(with, leg);
       major = gss_init_sec_context(
           &minor, with.credential, outcome.context.InOut(), with.target.get(), with.mechanism,
-          required, 0, GSS_C_NO_CHANNEL_BINDINGS, &input, nullptr, token.Put(), &agreed, nullptr);
+          required, 0, with.channelBinding.empty() ? GSS_C_NO_CHANNEL_BINDINGS : &channel, &input,
+          nullptr, token.Put(), &agreed, nullptr);
       if (GSS_ERROR(major)) {
         error = GssError(major, minor, with.mechanism);
         return {.result = kLogonFailure, .nothingSent = leg == 0, .context = {}};
@@ -123,8 +127,8 @@ OM_uint32 RestrictToKerberos(GssCredential& credential, MessageLayers layers, OM
 }
 
 SpnegoOutcome BindWithKerberos(GssCredential& credential, const std::string& service,
-                               MessageLayers layers, const BindExchange& exchange,
-                               ExtendedError& error) {
+                               MessageLayers layers, const std::string& channelBinding,
+                               const BindExchange& exchange, ExtendedError& error) {
   OM_uint32 minor = 0;
   OM_uint32 major = RestrictToKerberos(credential, layers, minor);
   GssName target;
@@ -134,7 +138,8 @@ SpnegoOutcome BindWithKerberos(GssCredential& credential, const std::string& ser
                             target.Put());
   }
   if (GSS_ERROR(major)) return FailedHere(major, minor, &kerberosMechanism, error);
-  return Negotiate({credential.get(), &spnegoMechanism, target, layers}, exchange, error);
+  return Negotiate({credential.get(), &spnegoMechanism, target, layers, channelBinding}, exchange,
+                   error);
 }
 
 }  // namespace
@@ -152,13 +157,13 @@ SpnegoOutcome BindWithTicket(const KerberosCredentials& credentials, const BindE
       gss_acquire_cred_from(&minor, GSS_C_NO_NAME, GSS_C_INDEFINITE, &spnego, GSS_C_INITIATE,
                             &store, credential.Put(), nullptr, nullptr);
   if (GSS_ERROR(major)) return FailedHere(major, minor, &kerberosMechanism, error);
-  return BindWithKerberos(credential, credentials.service(), MessageLayers::kSignedAndSealed,
+  return BindWithKerberos(credential, credentials.service(), MessageLayers::kSignedAndSealed, {},
                           exchange, error);
 }
 
 SpnegoOutcome BindAsProcess(const std::vector<std::string>& services, const std::string& realm,
-                            MessageLayers layers, const BindExchange& exchange,
-                            ExtendedError& error) {
+                            MessageLayers layers, const std::string& channelBinding,
+                            const BindExchange& exchange, ExtendedError& error) {
   gss_OID_set_desc spnego{1, &spnegoMechanism};
   GssCredential credential;
   OM_uint32 minor = 0;
@@ -171,7 +176,7 @@ SpnegoOutcome BindAsProcess(const std::vector<std::string>& services, const std:
     for (const std::string& service : services) {
       std::string name = service;
       if (!realm.empty()) name.append("@").append(realm);
-      outcome = BindWithKerberos(credential, name, layers, exchange, error);
+      outcome = BindWithKerberos(credential, name, layers, channelBinding, exchange, error);
       if (!outcome.nothingSent) return outcome;
     }
   }

@@ -43,10 +43,11 @@ SpnegoOutcome BindWithTicket(const KerberosCredentials& credentials, const BindE
 
 // With the identity of the process, its ticket cache and Kerberos configuration. The first of the
 // service names ("ldap/dc1.example.test") that its realm knows is used; realm may be empty.
-// kNoLogonSession when the process has none that will do.
+// channelBinding says in which TLS connection it is done; empty: in none. kNoLogonSession when the
+// process has none that will do.
 SpnegoOutcome BindAsProcess(const std::vector<std::string>& services, const std::string& realm,
-                            MessageLayers layers, const BindExchange& exchange,
-                            ExtendedError& error);
+                            MessageLayers layers, const std::string& channelBinding,
+                            const BindExchange& exchange, ExtendedError& error);
 
 // With a name and a password by NTLM, signed and sealed.
 SpnegoOutcome BindWithNtlm(const LogonName& name, const SecretText& password,

@@ -9,8 +9,11 @@
 #include <cerrno>
 #include <cstring>
 #include <memory>
+#include <span>
 #include <system_error>
 #include <vector>
+
+#include "platform/posix/name_lookup.h"
 
 namespace zorvan::platform::posix {
 namespace {
@@ -19,7 +22,6 @@ using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
 constexpr milliseconds kNextAddressAfter{250};
-constexpr milliseconds::rep kLongestWait = 86400000;  // a day; poll takes an int
 
 // A dead peer is found out after about three minutes of silence on an idle connection.
 constexpr int kKeepAliveIdleSeconds = 90;
@@ -28,25 +30,13 @@ constexpr int kKeepAliveProbes = 6;
 
 std::string ErrorText(int error) { return std::generic_category().message(error); }
 
-int MillisecondsUntil(Deadline deadline) {
-  const auto left = std::chrono::ceil<milliseconds>(deadline - Clock::now()).count();
-  return static_cast<int>(std::clamp<milliseconds::rep>(left, 0, kLongestWait));
+// Why an operation whose patience is at its end has failed.
+std::string ReasonOf(HResult ended) {
+  return ended == kCancelled ? "the caller gave up" : "no answer within the time limit";
 }
 
 void SetOption(int descriptor, int level, int option, int value) {
   setsockopt(descriptor, level, option, &value, sizeof value);
-}
-
-// The resolver's own limits (resolv.conf) hold for silent name servers: getaddrinfo_a would keep to
-// ours, but by threads of its own in somebody else's process.
-AddressList Resolve(const std::string& host, const std::string& port, std::string& reason) {
-  addrinfo hints{};
-  hints.ai_socktype = SOCK_STREAM;
-  hints.ai_flags = AI_NUMERICSERV;
-  AddressList addresses;
-  const int result = getaddrinfo(host.c_str(), port.c_str(), &hints, addresses.Put());
-  if (result != 0) reason = result == EAI_SYSTEM ? ErrorText(errno) : gai_strerror(result);
-  return addresses;
 }
 
 // Several connection attempts under way; the first that succeeds wins.
@@ -65,14 +55,14 @@ class Attempts {
     }
   }
 
-  // Waits until one attempt succeeds, one more fails or the time comes.
-  void Await(Deadline until) {
+  // Waits until one attempt succeeds, one more fails or patience ends.
+  void Await(Patience patience) {
     if (waiting_.empty() || connected_) return;
     std::vector<pollfd> events;
     for (const FileDescriptor& descriptor : waiting_) {
       events.push_back({descriptor.get(), POLLOUT, 0});
     }
-    if (poll(events.data(), events.size(), MillisecondsUntil(until)) <= 0) return;
+    if (Failed(patience.Await(events))) return;
     for (std::size_t i = events.size(); i-- > 0;) {
       if (events[i].revents != 0) Finish(i);
     }
@@ -100,22 +90,24 @@ class Attempts {
   int error_ = 0;
 };
 
-FileDescriptor ConnectToAny(const addrinfo* addresses, Deadline deadline, std::string& reason) {
+FileDescriptor ConnectToAny(const addrinfo* addresses, const Patience& patience,
+                            std::string& reason) {
   Attempts attempts;
   const addrinfo* next = addresses;
+  HResult ended = kOk;
   while ((next != nullptr || attempts.pending()) && !attempts.connected() &&
-         Clock::now() < deadline) {
+         Succeeded(ended = patience.Verdict())) {
     if (next != nullptr) {
       attempts.Start(next->ai_addr, next->ai_addrlen);
       next = next->ai_next;
     }
     const Deadline pause = Clock::now() + kNextAddressAfter;
-    attempts.Await(next == nullptr ? deadline : std::min(pause, deadline));
+    attempts.Await(next == nullptr ? patience : patience.Until(pause));
   }
   FileDescriptor connected = std::move(attempts.connected());
   if (!connected) {
     const bool silent = attempts.pending() || attempts.error() == 0;
-    reason = silent ? "no answer within the time limit" : ErrorText(attempts.error());
+    reason = silent ? ReasonOf(ended) : ErrorText(attempts.error());
     return {};
   }
   SetOption(connected.get(), IPPROTO_TCP, TCP_NODELAY, 1);
@@ -126,10 +118,10 @@ FileDescriptor ConnectToAny(const addrinfo* addresses, Deadline deadline, std::s
   return connected;
 }
 
-// Moves exactly size bytes with send or recv, waiting as long as the deadline allows.
+// Moves exactly size bytes with send or recv, waiting as long as patience allows.
 template <typename Transfer>
-bool MoveAll(std::size_t size, int descriptor, short events, Deadline deadline, std::string& reason,
-             const Transfer& transfer) {
+bool MoveAll(std::size_t size, int descriptor, short events, Patience& patience,
+             std::string& reason, const Transfer& transfer) {
   for (std::size_t done = 0; done < size;) {
     const ssize_t count = transfer(done);
     if (count > 0) {
@@ -138,8 +130,10 @@ bool MoveAll(std::size_t size, int descriptor, short events, Deadline deadline, 
       reason = "the connection was closed before the answer";
       return false;
     } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
-      if (AwaitDescriptor(descriptor, events, deadline) == 0) {
-        reason = "no answer within the time limit";
+      pollfd waiting{descriptor, events, 0};
+      const HResult ended = patience.Await(std::span(&waiting, 1));
+      if (Failed(ended)) {
+        reason = ReasonOf(ended);
         return false;
       }
     } else if (errno != EINTR) {
@@ -150,39 +144,36 @@ bool MoveAll(std::size_t size, int descriptor, short events, Deadline deadline, 
   return true;
 }
 
-bool ReceiveAll(int descriptor, char* bytes, std::size_t size, Deadline deadline,
+bool ReceiveAll(int descriptor, char* bytes, std::size_t size, Patience& patience,
                 std::string& reason) {
-  return MoveAll(size, descriptor, POLLIN, deadline, reason, [&](std::size_t done) {
+  return MoveAll(size, descriptor, POLLIN, patience, reason, [&](std::size_t done) {
     return recv(descriptor, bytes + done, size - done, MSG_DONTWAIT);
   });
 }
 
 }  // namespace
 
-short AwaitDescriptor(int descriptor, short events, Deadline deadline) {
+short AwaitDescriptor(int descriptor, short events, Patience patience) {
   pollfd waiting{descriptor, events, 0};
-  int ready = 0;
-  do {
-    ready = poll(&waiting, 1, MillisecondsUntil(deadline));
-  } while (ready < 0 && errno == EINTR);
-  return ready > 0 ? waiting.revents : static_cast<short>(0);
+  return Succeeded(patience.Await(std::span(&waiting, 1))) ? waiting.revents
+                                                           : static_cast<short>(0);
 }
 
-FileDescriptor ConnectTcp(const std::string& host, std::uint16_t port, Deadline deadline,
+FileDescriptor ConnectTcp(const std::string& host, std::uint16_t port, Patience patience,
                           std::string& reason) {
-  const AddressList addresses = Resolve(host, std::to_string(port), reason);
+  const AddressList addresses = LookUp(host, port, patience, reason);
   FileDescriptor connected;
-  if (addresses) connected = ConnectToAny(addresses.get(), deadline, reason);
+  if (addresses) connected = ConnectToAny(addresses.get(), patience, reason);
   if (!connected) reason.insert(0, host + " port " + std::to_string(port) + ": ");
   return connected;
 }
 
-FileDescriptor ConnectTcp(const SocketAddress& address, Deadline deadline, std::string& reason) {
+FileDescriptor ConnectTcp(const SocketAddress& address, Patience patience, std::string& reason) {
   SocketAddress target = address;
   addrinfo only{};
   only.ai_addr = reinterpret_cast<sockaddr*>(&target.storage);
   only.ai_addrlen = target.size;
-  return ConnectToAny(&only, deadline, reason);
+  return ConnectToAny(&only, patience, reason);
 }
 
 SocketAddress PeerAddress(int descriptor, std::uint16_t port) {
@@ -197,17 +188,17 @@ SocketAddress PeerAddress(int descriptor, std::uint16_t port) {
 }
 
 bool ExchangeFramed(int descriptor, const void* request, std::size_t size, std::size_t limit,
-                    Deadline deadline, std::string& reply, std::string& reason) {
+                    Patience patience, std::string& reply, std::string& reason) {
   std::uint32_t length = htonl(static_cast<std::uint32_t>(size));
   std::string framed(reinterpret_cast<const char*>(&length), sizeof length);
   framed.append(static_cast<const char*>(request), size);
   const bool sent =
-      MoveAll(framed.size(), descriptor, POLLOUT, deadline, reason, [&](std::size_t done) {
+      MoveAll(framed.size(), descriptor, POLLOUT, patience, reason, [&](std::size_t done) {
         return send(descriptor, framed.data() + done, framed.size() - done,
                     MSG_NOSIGNAL | MSG_DONTWAIT);
       });
   if (!sent) return false;
-  if (!ReceiveAll(descriptor, reinterpret_cast<char*>(&length), sizeof length, deadline, reason)) {
+  if (!ReceiveAll(descriptor, reinterpret_cast<char*>(&length), sizeof length, patience, reason)) {
     return false;
   }
   length = ntohl(length);
@@ -216,7 +207,7 @@ bool ExchangeFramed(int descriptor, const void* request, std::size_t size, std::
     return false;
   }
   reply.resize(length);
-  return ReceiveAll(descriptor, reply.data(), reply.size(), deadline, reason);
+  return ReceiveAll(descriptor, reply.data(), reply.size(), patience, reason);
 }
 
 }  // namespace zorvan::platform::posix

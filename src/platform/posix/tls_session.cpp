@@ -1,62 +1,55 @@
 #include "platform/posix/tls_session.h"
 
-#include <string>
+#include <sys/socket.h>
+
+#include <utility>
+
+#include "platform/posix/tls_settings.h"
+#include "platform/posix/unicode.h"
 
 namespace zorvan::platform::posix {
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
-// Where most systems keep the authorities that they trust, for a libldap that is not told of any.
-constexpr const char* kSystemTrust = "/etc/ssl/certs/ca-certificates.crt";
-
-// The certificate is verified whatever libldap is configured to let pass; the configuration chooses
-// whom to trust. Each handle has a TLS context of its own, which shares nothing with other threads
-// but must be told what the process-wide one is.
-void DemandCertificate(LDAP* handle) {
-  for (const int option :
-       {LDAP_OPT_X_TLS_CACERTFILE, LDAP_OPT_X_TLS_CACERTDIR, LDAP_OPT_X_TLS_CRLFILE,
-        LDAP_OPT_X_TLS_CERTFILE, LDAP_OPT_X_TLS_KEYFILE, LDAP_OPT_X_TLS_CIPHER_SUITE}) {
-    LdapText value;
-    ldap_get_option(nullptr, option, value.Put());
-    if (value) ldap_set_option(handle, option, value.get());
+bool AttachTls(ConnectionState& connection, const std::string& host, const SystemTrust& system,
+               std::string& reason) {
+  TlsCredentials credentials;
+  if (const int result = gnutls_certificate_allocate_credentials(credentials.Put()); result < 0) {
+    reason = gnutls_strerror(result);
+    return false;
   }
-  LdapText file;
-  LdapText folder;
-  ldap_get_option(handle, LDAP_OPT_X_TLS_CACERTFILE, file.Put());
-  ldap_get_option(handle, LDAP_OPT_X_TLS_CACERTDIR, folder.Put());
-  if (!file && !folder) ldap_set_option(handle, LDAP_OPT_X_TLS_CACERTFILE, kSystemTrust);
-  const int demanded = LDAP_OPT_X_TLS_DEMAND;
-  const int client = 0;
-  ldap_set_option(handle, LDAP_OPT_X_TLS_REQUIRE_CERT, &demanded);
-  ldap_set_option(handle, LDAP_OPT_X_TLS_NEWCTX, &client);
+  TlsSettings settings;
+  if (!LoadTrust(ToUtf8(connection.conditions.terms.trustedAuthorities), system, credentials.get(),
+                 reason) ||
+      !ReadTlsSettings(settings, reason) ||
+      !ApplyTlsSettings(settings, credentials.get(), reason)) {
+    return false;
+  }
+  Sockbuf* layers = nullptr;
+  if (ldap_get_option(connection.handle.get(), LDAP_OPT_SOCKBUF, &layers) != LDAP_OPT_SUCCESS) {
+    reason = "the connection has no layers";
+    return false;
+  }
+  return connection.tls.emplace(std::move(credentials), host).Attach(layers, settings, reason);
 }
 
-std::string DiagnosticOf(LDAP* handle) {
-  LdapText text;
-  ldap_get_option(handle, LDAP_OPT_DIAGNOSTIC_MESSAGE, text.Put());
-  return text ? text.get() : "";
+// libldap takes leave of the server when it closes a connection. Not even that goes out in the
+// clear.
+HResult Fail(ConnectionState& connection, const std::string& reason, ExtendedError& error) {
+  shutdown(connection.socket.descriptor(), SHUT_RDWR);
+  return ServerDown("TLS: " + reason, error);
 }
 
 }  // namespace
 
-HResult StartTls(ConnectionState& connection, const std::string& host, ExtendedError& error) {
-  LDAP* handle = connection.handle.get();
-  DemandCertificate(handle);
-  const Deadline deadline = Clock::now() + connection.conditions.terms.connect;
-  connection.socket.ReadUntil(&deadline);
-  const int result = ldap_install_tls(handle);
+HResult StartTls(ConnectionState& connection, const std::string& host, ExtendedError& error,
+                 const SystemTrust& system) {
+  std::string reason;
+  if (!AttachTls(connection, host, system, reason)) return Fail(connection, reason, error);
+  Patience patience = connection.OpeningPatience();
+  connection.socket.ReadUntil(&patience);
+  const bool established = connection.tls->Handshake(patience, reason);
   connection.socket.ReadUntil(nullptr);
-  if (result == LDAP_SUCCESS) return kOk;
-  if (Clock::now() >= deadline)
-    return ServerDown("TLS: the server did not answer within the time limit", error);
-  // The library has words for failures of the handshake, but none for a certificate that it
-  // refuses.
-  const std::string text = DiagnosticOf(handle);
-  if (!text.empty() && text.find("unknown error") == std::string::npos)
-    return ServerDown("TLS: " + text, error);
-  return ServerDown("TLS: the server's certificate is not trusted, or is not one for " + host,
-                    error);
+  return established ? kOk : Fail(connection, reason, error);
 }
 
 }  // namespace zorvan::platform::posix

@@ -45,7 +45,8 @@ class AdsiObject : public DirectoryObject {
 
 class AdsiPropertyObject : public PropertyObject {
  public:
-  explicit AdsiPropertyObject(ComPtr<IADs> object) : object_(std::move(object)) {}
+  AdsiPropertyObject(ComPtr<IADs> object, const CallLimits& limits)
+      : object_(std::move(object)), limits_(limits) {}
 
   HResult Get(std::u16string_view attribute, AttributeSet& value) override {
     value = {};
@@ -62,12 +63,13 @@ class AdsiPropertyObject : public PropertyObject {
   HResult QueryDirectorySearch(std::unique_ptr<DirectorySearch>& search) override {
     ComPtr<IDirectorySearch> found;
     const HRESULT result = object_->QueryInterface(IID_IDirectorySearch, found.OutVoid());
-    if (SUCCEEDED(result)) search = std::make_unique<AdsiSearch>(std::move(found));
+    if (SUCCEEDED(result)) search = std::make_unique<AdsiSearch>(std::move(found), limits_);
     return result;
   }
 
  private:
   ComPtr<IADs> object_;
+  CallLimits limits_;
 };
 
 }  // namespace
@@ -75,6 +77,8 @@ class AdsiPropertyObject : public PropertyObject {
 template <typename Interface>
 HResult AdsiDirectory::Open(std::u16string_view path, const Credentials& credentials,
                             std::uint32_t flags, REFIID id, ComPtr<Interface>& object) {
+  const HResult call = limits_.Check();
+  if (Failed(call)) return call;
   // Or an older failure of the thread would be told as the reason of this one.
   ADsSetLastError(ERROR_SUCCESS, L"", L"");
   const bool tellable = IsTellable(path) && IsTellable(credentials.userName.value_or(u"")) &&
@@ -96,7 +100,7 @@ HResult AdsiDirectory::OpenSearch(std::u16string_view path, const Credentials& c
                                   std::uint32_t flags, std::unique_ptr<DirectorySearch>& search) {
   ComPtr<IDirectorySearch> opened;
   const HResult result = Open(path, credentials, flags, IID_IDirectorySearch, opened);
-  if (Succeeded(result)) search = std::make_unique<AdsiSearch>(std::move(opened));
+  if (Succeeded(result)) search = std::make_unique<AdsiSearch>(std::move(opened), limits_);
   return result;
 }
 
@@ -113,7 +117,7 @@ HResult AdsiDirectory::OpenPropertyObject(std::u16string_view path, const Creden
                                           std::unique_ptr<PropertyObject>& object) {
   ComPtr<IADs> opened;
   const HResult result = Open(path, credentials, flags, IID_IADs, opened);
-  if (Succeeded(result)) object = std::make_unique<AdsiPropertyObject>(std::move(opened));
+  if (Succeeded(result)) object = std::make_unique<AdsiPropertyObject>(std::move(opened), limits_);
   return result;
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "platform/directory.h"
+#include "platform/windows/call_limits.h"
 #include "platform/windows/handles.h"
 
 namespace zorvan::platform::windows {
@@ -19,6 +20,9 @@ class AdsiDirectory : public Directory {
                    const std::function<void(std::size_t, HResult, AttributeSet&)>& visit) override;
   ExtendedError LastError() override;
 
+  // For everything that is opened from now on.
+  void SetLimits(const CallLimits& limits) { limits_ = limits; }
+
   // Lets go of what keeps the connection; COM must still be initialized for the thread.
   void Disconnect() { latest_.Reset(); }
 
@@ -30,6 +34,7 @@ class AdsiDirectory : public Directory {
   // A connection is closed with the last object that uses it. The latest one keeps it for the next,
   // or each object of a call would log on anew.
   ComPtr<IUnknown> latest_;
+  CallLimits limits_;
 };
 
 }  // namespace zorvan::platform::windows

@@ -9,6 +9,9 @@
 namespace zorvan::platform::windows {
 namespace {
 
+// A server may find nothing for a page and yet go on; for ever it may not.
+constexpr int kMaxPagesWithoutRows = 100;
+
 ADS_SEARCHPREF_INFO ToNative(const SearchPreference& preference) {
   ADS_SEARCHPREF_INFO info{};
   info.dwSearchPref = static_cast<ADS_SEARCHPREF>(preference.id);
@@ -32,6 +35,15 @@ ADS_SEARCHPREF_INFO KeepsNoRows() {
   return info;
 }
 
+// How long the client waits for an answer; without it, for ever.
+ADS_SEARCHPREF_INFO Within(std::uint32_t seconds) {
+  ADS_SEARCHPREF_INFO info{};
+  info.dwSearchPref = ADS_SEARCHPREF_TIMEOUT;
+  info.vValue.dwType = ADSTYPE_INTEGER;
+  info.vValue.Integer = seconds;
+  return info;
+}
+
 // A server may end a page without rows and yet have more: the interface then reports the end with
 // this as its last error, and wants to be asked again.
 bool HasMoreRows() {
@@ -48,13 +60,15 @@ bool HasMoreRows() {
 HResult AdsiSearch::SetSearchPreference(std::span<const SearchPreference> preferences) {
   std::vector<ADS_SEARCHPREF_INFO> infos;
   for (const SearchPreference& preference : preferences) infos.push_back(ToNative(preference));
+  const std::size_t wanted = infos.size();
   infos.push_back(KeepsNoRows());
+  if (limits_.idleSeconds() != 0) infos.push_back(Within(limits_.idleSeconds()));
   const HRESULT result =
       search_->SetSearchPreference(infos.data(), static_cast<DWORD>(infos.size()));
   if (FAILED(result)) return result;
   // Refusing one of them is a success to the interface, but the search would be another than the
   // one that was asked for.
-  infos.pop_back();
+  infos.resize(wanted);
   const bool refused = std::any_of(infos.begin(), infos.end(), [](const auto& info) {
     return info.dwStatus != ADS_STATUS_S_OK;
   });
@@ -80,9 +94,13 @@ HResult AdsiSearch::ExecuteSearch(std::u16string_view filter,
 HResult AdsiSearch::GetNextRow() {
   FreeColumns();
   if (handle_ == nullptr) return kUnexpected;
-  HRESULT result = search_->GetNextRow(handle_);
-  while (result == S_ADS_NOMORE_ROWS && HasMoreRows()) result = search_->GetNextRow(handle_);
-  return result;
+  for (int pages = 0; pages < kMaxPagesWithoutRows; ++pages) {
+    const HResult call = limits_.Check();
+    if (Failed(call)) return call;
+    const HRESULT result = search_->GetNextRow(handle_);
+    if (result != S_ADS_NOMORE_ROWS || !HasMoreRows()) return result;
+  }
+  return HResultFromWin32(ERROR_DS_CLIENT_LOOP);
 }
 
 HResult AdsiSearch::GetColumn(std::u16string_view attribute, platform::Column& column) {

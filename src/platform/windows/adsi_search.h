@@ -6,13 +6,15 @@
 #include <vector>
 
 #include "platform/directory.h"
+#include "platform/windows/call_limits.h"
 #include "platform/windows/handles.h"
 
 namespace zorvan::platform::windows {
 
 class AdsiSearch : public DirectorySearch {
  public:
-  explicit AdsiSearch(ComPtr<IDirectorySearch> search) : search_(std::move(search)) {}
+  explicit AdsiSearch(ComPtr<IDirectorySearch> search, const CallLimits& limits = {})
+      : search_(std::move(search)), limits_(limits) {}
   AdsiSearch(const AdsiSearch&) = delete;
   AdsiSearch& operator=(const AdsiSearch&) = delete;
   ~AdsiSearch() override { Close(); }
@@ -37,6 +39,7 @@ class AdsiSearch : public DirectorySearch {
   void Close();
 
   ComPtr<IDirectorySearch> search_;
+  CallLimits limits_;
   ADS_SEARCH_HANDLE handle_ = nullptr;
   std::deque<HeldColumn> columns_;
   std::size_t columnsHeld_ = 0;

@@ -27,8 +27,11 @@ class WindowsPlatform : public Platform {
     CoUninitialize();
   }
 
-  // The system chooses mechanism, trust and limits of its connections itself.
-  void BeginCall(const CallTerms&, CallObserver&) override {}
+  // The system chooses mechanism, trust and the limits of its connections itself; what is left is
+  // to end between two of its calls.
+  void BeginCall(const CallTerms& terms, CallObserver& observer) override {
+    directory_.SetLimits(CallLimits(terms, observer));
+  }
 
   Directory& directory() override { return directory_; }
   Accounts& accounts() override { return accounts_; }

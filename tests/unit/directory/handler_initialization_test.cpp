@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+
 #include "support/recording.h"
 #include "support/scripted_platform.h"
 
@@ -142,6 +144,102 @@ TEST_F(HandlerInitializationTest, RefusesAControllerWhoseNameItsFieldDoesNotHold
   EXPECT_EQ(errors.entries, expected);
   properties.domainControllers = {std::u16string(99, u'd')};
   EXPECT_TRUE(Initialize());
+}
+
+TEST_F(HandlerInitializationTest, JudgesTheLengthOfCredentialsThatAreUsedOnly) {
+  struct Case {
+    const char16_t* required;
+    std::size_t userName;
+    std::u16string distinguishedName;
+    std::size_t password;
+    bool fits;
+  };
+  const std::u16string ordinary = u"CN=" + std::u16string(300, u'x') + u",DC=example,DC=com";
+  const std::u16string logonName = u"EXAMPLE\\" + std::u16string(92, u'x');
+  const Case cases[] = {
+      {u"true", 99, ordinary, 99, true},     {u"true", 9, logonName.substr(1), 9, true},
+      {u"TRUE", 9, logonName, 9, false},     {u"true", 100, u"", 9, false},
+      {u"true", 9, u"", 100, false},         {u"false", 100, logonName, 100, true},
+      {u"", 100, u"a@" + ordinary, 9, true},
+  };
+  for (const Case& each : cases) {
+    SCOPED_TRACE(testing::PrintToString(&each - cases));
+    properties.isAuthenticationRequired = each.required;
+    properties.userName = std::u16string(each.userName, u'n');
+    properties.userDistinguishedName = each.distinguishedName;
+    properties.password = std::u16string(each.password, u'p');
+    EXPECT_EQ(Initialize(), each.fits);
+    EXPECT_EQ(log.Count(u"its field holds"), each.fits ? 0U : 1U);
+    EXPECT_EQ(errors.entries.size(), each.fits ? 0U : 1U);
+    EXPECT_EQ(log.Count(u"ppp"), 0U) << "the password is in the log";
+  }
+}
+
+// Keeps the terms that the platform is given.
+class Observer : public platform::CallObserver {
+ public:
+  bool IsCancelled() override {
+    ++asked;
+    return cancelled;
+  }
+  void Notify(const platform::Notice&) override {}
+
+  bool cancelled = false;
+  int asked = 0;
+};
+
+TEST_F(HandlerInitializationTest, GivesThePlatformTheTermsOfTheCall) {
+  Observer observer;
+  handler.emplace(platform, log);
+  handler->observer = &observer;
+  properties.allowNtlm = u"True";
+  properties.allowRc4 = u"FALSE";
+  properties.trustedAuthorities = u"/etc/authorities";
+  properties.connectTimeLimit = 1;
+  properties.callTimeLimit = 0;
+  ASSERT_TRUE(InitializeHandler(*handler, properties, errors));
+  const platform::CallTerms defaults;
+  EXPECT_EQ(script.terms.domainName, u"example.com");
+  EXPECT_TRUE(script.terms.allowNtlm);
+  EXPECT_FALSE(script.terms.allowRc4);
+  EXPECT_EQ(script.terms.trustedAuthorities, u"/etc/authorities");
+  EXPECT_EQ(script.terms.connect.count(), 1);
+  EXPECT_EQ(script.terms.idle, defaults.idle);
+  EXPECT_EQ(script.terms.call.count(), 0);
+  EXPECT_EQ(script.terms.maxMessageBytes, defaults.maxMessageBytes);
+}
+
+TEST_F(HandlerInitializationTest, RefusesTermsThatCannotBeUnderstood) {
+  using Change = std::function<void(DomainProperties&)>;
+  const std::pair<std::u16string, Change> cases[] = {
+      {u"ALLOW_NTLM is not true or false", [](auto& p) { p.allowNtlm = u"yes"; }},
+      {u"ALLOW_RC4 is not true or false", [](auto& p) { p.allowRc4 = u""; }},
+      {u"TRUSTED_AUTHORITIES is not a path", [](auto& p) { p.trustedAuthorities = u""; }},
+      {u"TRUSTED_AUTHORITIES is not a path",
+       [](auto& p) { p.trustedAuthorities = std::u16string(u"/a\0b", 4); }},
+      {u"CONNECT_TIME_LIMIT is not above zero", [](auto& p) { p.connectTimeLimit = 0; }},
+      {u"IDLE_TIME_LIMIT is not above zero", [](auto& p) { p.idleTimeLimit = -1; }},
+      {u"CALL_TIME_LIMIT is not above zero", [](auto& p) { p.callTimeLimit = -1; }},
+      {u"MAX_MESSAGE_BYTES is not above zero", [](auto& p) { p.maxMessageBytes = 0; }},
+      {u"", [](auto& p) { p.termsOfWrongClass = 1; }},
+  };
+  for (const auto& [line, change] : cases) {
+    DomainProperties changed;
+    changed.domainName = u"example.com";
+    changed.domainControllers = {u"dc1.example.com"};
+    change(changed);
+    handler.emplace(platform, log);
+    script.binds.clear();
+    errors.entries.clear();
+    log.lines.clear();
+    EXPECT_FALSE(InitializeHandler(*handler, changed, errors));
+    EXPECT_GE(log.Count(line), line.empty() ? 0U : 1U) << testing::PrintToString(line);
+    EXPECT_TRUE(script.binds.empty()) << "nothing is sent";
+    const Entries expected = {
+        u"SEVERE 80070057 halden.common_authentication.native.failure.some_authentication_problem "
+        u"on example.com"};
+    EXPECT_EQ(errors.entries, expected);
+  }
 }
 
 }  // namespace

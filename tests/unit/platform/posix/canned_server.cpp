@@ -93,6 +93,8 @@ void CannedServer::Run() {
     const std::lock_guard lock(mutex_);
     current_ = -1;
     ber_sockbuf_free(socket);
+    ++closed_;
+    changed_.notify_all();
   }
 }
 
@@ -120,10 +122,34 @@ bool CannedServer::Handle(const std::string& message) {
   }
   changed_.notify_all();
   if (tag != LDAP_REQ_SEARCH) return tag == LDAP_REQ_ABANDON;
-  std::string answer = answer_(search.id, searches_);
-  const bool closes = answer.ends_with(kClose);
-  if (closes) answer.resize(answer.size() - std::string_view(kClose).size());
-  return Send(current_, answer) && !closes;
+  return SendAsTold(answer_(search.id, searches_));
+}
+
+// False when the connection is to be closed.
+bool CannedServer::SendAsTold(std::string answer) const {
+  const auto told = [&](std::string_view word) {
+    if (!answer.ends_with(word)) return false;
+    answer.resize(answer.size() - word.size());
+    return true;
+  };
+  if (told(kClose)) return Send(current_, answer) && false;
+  if (told(kReset)) {
+    const linger discard{1, 0};
+    setsockopt(current_, SOL_SOCKET, SO_LINGER, &discard, sizeof discard);
+    return Send(current_, answer) && false;
+  }
+  if (told(kForever)) {
+    while (Send(current_, answer)) {
+    }
+    return false;
+  }
+  if (told(kSlowly)) {
+    for (std::size_t i = 0; Send(current_, {i < answer.size() ? &answer[i] : "x", 1}); ++i) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    return false;
+  }
+  return Send(current_, answer);
 }
 
 std::string CannedServer::Entry(int id, const std::string& dn, const std::string& attributes) {
@@ -137,7 +163,10 @@ std::string CannedServer::Reference(int id) {
 std::string CannedServer::Done(int id, int code) { return Message(id, Result('\x65', code)); }
 
 std::string CannedServer::DonePage(int id, const std::string& cookie) {
-  const std::string value = Element('\x30', Integer(0) + Octets(cookie));
+  return DoneWithControl(id, Element('\x30', Integer(0) + Octets(cookie)));
+}
+
+std::string CannedServer::DoneWithControl(int id, const std::string& value) {
   const std::string control = Element('\x30', Octets(LDAP_CONTROL_PAGEDRESULTS) + Octets(value));
   return Message(id, Result('\x65', 0), Element('\xA0', control));
 }

@@ -23,10 +23,13 @@ struct ReceivedSearch {
 
 class CannedServer {
  public:
-  // What is to be sent for a search, by its message's id and its number, which counts from 1; with
-  // kClose at its end, the connection is closed after it. Called in the server's thread.
+  // What is to be sent for a search, by its message's id and its number, which counts from 1; one
+  // of the words below at its end says how. Called in the server's thread.
   using Answer = std::function<std::string(int id, std::size_t number)>;
-  static constexpr char kClose[] = "close the connection";
+  static constexpr char kClose[] = "close the connection after it";
+  static constexpr char kReset[] = "reset the connection after it";
+  static constexpr char kForever[] = "again and again until the client leaves";
+  static constexpr char kSlowly[] = "byte after byte, and an endless one at the end";
 
   explicit CannedServer(Answer answer);
   ~CannedServer();
@@ -36,11 +39,12 @@ class CannedServer {
   // "LDAP://127.0.0.1:port/"
   std::u16string path() const;
 
-  // Waits until that many searches, requests to abandon one, connections have arrived; false when
-  // they do not in five seconds.
+  // Waits until that many searches, requests to abandon one, connections have arrived, or
+  // connections were closed; false when they do not in five seconds.
   bool AwaitSearches(std::size_t count) { return Await(searches_, count); }
   bool AwaitAbandoned(std::size_t count) { return Await(abandoned_, count); }
   bool AwaitConnections(std::size_t count) { return Await(connections_, count); }
+  bool AwaitClosed(std::size_t count) { return Await(closed_, count); }
 
   // All searches so far.
   std::vector<ReceivedSearch> received();
@@ -50,10 +54,13 @@ class CannedServer {
   static std::string Reference(int id);
   static std::string Done(int id, int code = 0);
   static std::string DonePage(int id, const std::string& cookie);
+  // With whatever value in the paging control.
+  static std::string DoneWithControl(int id, const std::string& value);
 
  private:
   void Run();
   bool Handle(const std::string& message);
+  bool SendAsTold(std::string answer) const;
   bool Await(const std::size_t& counter, std::size_t count);
 
   Answer answer_;
@@ -64,6 +71,7 @@ class CannedServer {
   std::size_t searches_ = 0;
   std::size_t abandoned_ = 0;
   std::size_t connections_ = 0;
+  std::size_t closed_ = 0;
   bool stopping_ = false;
   int current_ = -1;
   std::thread thread_;

@@ -47,9 +47,10 @@ void UntilTheClientLeaves(int client) {
   }
 }
 
-void Send(int client, std::string_view bytes) {
-  send(client, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+bool Sends(int client, std::string_view bytes) {
+  return send(client, bytes.data(), bytes.size(), MSG_NOSIGNAL) > 0;
 }
+void Send(int client, std::string_view bytes) { static_cast<void>(Sends(client, bytes)); }
 
 // Says this whatever it is asked, and nothing more.
 std::function<void(int)> Saying(std::string_view words) {
@@ -76,11 +77,14 @@ struct Attempt {
   std::chrono::steady_clock::duration time{};
 };
 
-Attempt Open(const Endpoint& endpoint, const Credentials& credentials, std::uint32_t flags) {
+Attempt Open(const Endpoint& endpoint, const Credentials& credentials, std::uint32_t flags,
+             std::chrono::milliseconds limit = kShort.terms.connect) {
   Attempt attempt;
+  CallConditions conditions = kShort;
+  conditions.terms.connect = limit;
   const auto start = std::chrono::steady_clock::now();
-  attempt.result =
-      LdapConnection::Open(endpoint, credentials, flags, attempt.connection, attempt.error, kShort);
+  attempt.result = LdapConnection::Open(endpoint, credentials, flags, attempt.connection,
+                                        attempt.error, conditions);
   attempt.time = std::chrono::steady_clock::now() - start;
   return attempt;
 }
@@ -115,6 +119,69 @@ TEST(LdapConnection, ServerThatCannotBeTalkedToIsDown) {
   for (const std::string& host : {std::string(), std::string("a\0b", 3)}) {
     EXPECT_EQ(Open({host, 389}, {}, 0).result, kServerDown);
   }
+}
+
+// One deadline holds for all of it, however the server spreads its silence.
+TEST(LdapConnection, ServerThatNeverAnswersTheBindCostsTheConnectLimitOnly) {
+  const OneTimeServer server([](int client) {
+    Receive(client);
+    std::this_thread::sleep_for(50ms);
+    Send(client, kEmptyRoot);
+    Send(client, kSearchDone);
+    UntilTheClientLeaves(client);
+  });
+  Attempt attempt;
+  CallConditions conditions = kShort;
+  conditions.terms.connect = 500ms;
+  conditions.terms.idle = 1h;
+  conditions.terms.allowNtlm = true;
+  const auto start = std::chrono::steady_clock::now();
+  attempt.result =
+      LdapConnection::Open(server.endpoint(), {u"user", u"password"}, kSecureAuthentication,
+                           attempt.connection, attempt.error, conditions);
+  EXPECT_TRUE(Failed(attempt.result));
+  EXPECT_NE(attempt.result, kLogonFailure) << "nobody has refused the password";
+  EXPECT_LT(std::chrono::steady_clock::now() - start, 5s);
+}
+
+TEST(LdapConnection, NothingLargeIsTakenFromAServerBeforeTheLogOn) {
+  const std::pair<std::string, const char*> floods[] = {
+      {std::string("\x30\x84\x00\x20\x00\x00\x02\x01\x01", 9), "a message of 2097152 bytes"},
+      {std::string(kEmptyRoot), "more than was asked for"},
+      {std::string("\x30\x0c\x02\x01\x00\x78\x07\x0a\x01\x00\x04\x00\x04\x00", 14),
+       "more than was asked for"},
+  };
+  for (const auto& [message, reason] : floods) {
+    const OneTimeServer server([&](int client) {
+      Receive(client);
+      while (Sends(client, message)) {
+      }
+    });
+    const Attempt attempt = Open(server.endpoint(), {}, 0, 10s);
+    EXPECT_EQ(attempt.result, kServerDown) << reason;
+    EXPECT_NE(ToUtf8(attempt.error.text).find(reason), std::string::npos)
+        << ToUtf8(attempt.error.text);
+  }
+}
+
+TEST(LdapConnection, CancelledCallIsNotAServerThatIsDown) {
+  class LeavingCaller : public CallObserver {
+   public:
+    bool IsCancelled() override { return ++questions_ > 2; }
+    void Notify(const Notice&) override {}
+
+   private:
+    int questions_ = 0;
+  } leaving;
+  const OneTimeServer server(Saying(""));
+  CallConditions conditions;
+  conditions.terms.connect = 1h;
+  conditions.observer = &leaving;
+  Attempt attempt;
+  attempt.result =
+      LdapConnection::Open(server.endpoint(), {}, 0, attempt.connection, attempt.error, conditions);
+  EXPECT_EQ(attempt.result, kCancelled);
+  EXPECT_EQ(attempt.error.code, 1223U);
 }
 
 TEST(LdapConnection, NameWithoutPasswordOrPasswordWithoutNameIsRefusedUnsent) {
@@ -158,17 +225,17 @@ TEST(LdapConnection, WaitingForAMessageEndsWhenNothingMoreArrives) {
     Send(client, kEmptyRoot);
     Send(client, kSearchDone);
     Receive(client);
-    // Message 2: an entry, piece by piece and slower as a whole than the limit, then the half of
-    // another.
+    // Message 2: an entry piece by piece, then another one byte after the other for as long as the
+    // client stays.
     const std::string entry("\x30\x09\x02\x01\x02\x64\x04\x04\x00\x30\x00", 11);
-    for (const char byte : entry) {
-      Send(client, {&byte, 1});
+    Send(client, entry.substr(0, 3));
+    Send(client, entry.substr(3));
+    const std::string endless("\x30\x84\x00\x10\x00\x00\x02\x01\x02\x64", 10);
+    for (std::size_t i = 0; Sends(client, {i < 10 ? &endless[i] : "x", 1}); ++i) {
       std::this_thread::sleep_for(25ms);
     }
-    Send(client, entry.substr(0, 6));
-    UntilTheClientLeaves(client);
   });
-  const Attempt attempt = Open(server.endpoint(), {}, 0);
+  Attempt attempt = Open(server.endpoint(), {}, 0);
   ASSERT_EQ(attempt.result, kOk) << ToUtf8(attempt.error.text);
   EXPECT_EQ(attempt.connection->authentication(), Authentication::kAnonymous);
   LDAP* handle = attempt.connection->handle();
@@ -181,9 +248,12 @@ TEST(LdapConnection, WaitingForAMessageEndsWhenNothingMoreArrives) {
   EXPECT_EQ(ldap_msgtype(message.get()), LDAP_RES_SEARCH_ENTRY);
   EXPECT_FALSE(attempt.connection->broken());
 
+  const auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(attempt.connection->AwaitMessage(messageId, LDAP_MSG_ONE, *message.Put()), kTimedOut);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, 2s);
   EXPECT_FALSE(message);
   EXPECT_TRUE(attempt.connection->broken());
+  attempt.connection.reset();  // the server goes on until then
 }
 
 }  // namespace

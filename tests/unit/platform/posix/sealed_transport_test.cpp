@@ -58,7 +58,7 @@ std::string Encoded(const std::string& text) {
   return {bytes.bv_val, bytes.bv_len};
 }
 
-Deadline In(std::chrono::milliseconds time) { return std::chrono::steady_clock::now() + time; }
+Patience In(std::chrono::milliseconds time) { return std::chrono::steady_clock::now() + time; }
 
 class TransportTest : public testing::Test {
  protected:
@@ -178,7 +178,8 @@ TEST_F(TransportTest, RequestsAreTakenWhileTheServerDoesNotRead) {
   // What the socket had no room for goes out while an answer is awaited.
   EXPECT_LT(ServerReceives().size(), sent.size());
   for (int turn = 0; turn < 1000 && ServerReceives().size() < sent.size(); ++turn) {
-    EXPECT_FALSE(socket_->Await(In(1ms)));
+    Patience patience = In(1ms);
+    EXPECT_EQ(socket_->Await(patience), kTimedOut);
   }
   EXPECT_EQ(ServerReceives(), sent);
 }
@@ -206,16 +207,18 @@ TEST_F(TransportTest, ForgedOrMalformedTokenEndsTheConnection) {
 TEST_F(TransportTest, ClosedConnectionIsAFailureAndNoSignal) {
   ServerSends(Sealed("half a message").substr(0, 9));
   server_.Reset();
-  EXPECT_TRUE(socket_->Await(In(2s)));
+  Patience patience = In(2s);
+  EXPECT_EQ(socket_->Await(patience), kOk);
   EXPECT_FALSE(ClientReads());
   EXPECT_NE(errno, EAGAIN);
   EXPECT_FALSE(ClientSends("nobody hears it"));
 }
 
 TEST_F(TransportTest, WaitingEndsAtTheDeadline) {
-  EXPECT_FALSE(socket_->Await(In(10ms)));
-  const Deadline deadline = In(10ms);
-  socket_->ReadUntil(&deadline);
+  Patience patience = In(10ms);
+  EXPECT_EQ(socket_->Await(patience), kTimedOut);
+  patience = In(10ms);
+  socket_->ReadUntil(&patience);
   EXPECT_FALSE(ClientReads());
   EXPECT_EQ(errno, ETIMEDOUT);
   socket_->ReadUntil(nullptr);

@@ -18,7 +18,8 @@ namespace {
 class ScriptedSearch : public IDirectorySearch {
  public:
   std::vector<HRESULT> rows;       // of GetNextRow, one after the other; then the end
-  std::size_t moreDataBefore = 0;  // the row before which the end comes with ERROR_MORE_DATA, once
+  std::size_t moreDataBefore = 0;  // the row before which the end comes with ERROR_MORE_DATA,
+  int moreDataTimes = 1;           // that often
   HRESULT executeResult = S_OK;
   HRESULT columnResult = S_OK;
   long references = 1;
@@ -53,7 +54,7 @@ class ScriptedSearch : public IDirectorySearch {
   }
   STDMETHODIMP GetNextRow(ADS_SEARCH_HANDLE) override {
     if (moreDataBefore != 0 && row_ == moreDataBefore) {
-      moreDataBefore = 0;
+      if (--moreDataTimes == 0) moreDataBefore = 0;
       Script().lastError = ERROR_MORE_DATA;
       return S_ADS_NOMORE_ROWS;
     }
@@ -143,6 +144,42 @@ TEST_F(AdsiSearchTest, AsksOnWhenThePageEndedButNotTheResult) {
   EXPECT_EQ(search_->GetNextRow(), kOk) << "an empty page in between is not the end";
   EXPECT_EQ(search_->GetNextRow(), kNoMoreRows);
   EXPECT_EQ(scripted_.ends, 1);
+}
+
+TEST_F(AdsiSearchTest, GivesUpAServerThatPromisesMoreForEver) {
+  scripted_.rows = {S_OK, S_OK};
+  scripted_.moreDataBefore = 1;
+  scripted_.moreDataTimes = 1000;
+  ASSERT_EQ(Execute(), kOk);
+  EXPECT_EQ(search_->GetNextRow(), kOk);
+  EXPECT_EQ(search_->GetNextRow(), HResultFromWin32(ERROR_DS_CLIENT_LOOP));
+  EXPECT_EQ(scripted_.moreDataTimes, 900);
+}
+
+TEST_F(AdsiSearchTest, EndsBetweenRowsWhenTheCallerWantsNoMoreOrTheCallIsOver) {
+  struct Caller : CallObserver {
+    bool enough = false;
+    bool IsCancelled() override { return enough; }
+    void Notify(const Notice&) override {}
+  } caller;
+  CallTerms terms;
+  terms.idle = std::chrono::milliseconds(1500);
+  scripted_.references = 2;  // for two searches
+  AdsiSearch bounded(ComPtr<IDirectorySearch>(&scripted_), CallLimits(terms, caller));
+  ASSERT_EQ(bounded.SetSearchPreference({}), kOk);
+  EXPECT_EQ(scripted_.preferences.back().dwSearchPref, ADS_SEARCHPREF_TIMEOUT);
+  EXPECT_EQ(scripted_.preferences.back().vValue.Integer, 2U);
+  ASSERT_EQ(bounded.ExecuteSearch(u"(cn=*)", {}), kOk);
+  caller.enough = true;
+  EXPECT_EQ(bounded.GetNextRow(), kCancelled);
+
+  terms.call = std::chrono::milliseconds(1);
+  caller.enough = false;
+  CallLimits brief(terms, caller);
+  HResult result = kOk;
+  while ((result = brief.Check()) == kOk) {
+  }
+  EXPECT_EQ(result, kTimedOut);
 }
 
 TEST_F(AdsiSearchTest, PassesFailuresOnAsTheyAre) {

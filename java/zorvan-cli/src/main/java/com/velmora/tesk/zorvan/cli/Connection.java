@@ -6,9 +6,7 @@ import java.util.Optional;
 import java.util.Properties;
 
 /**
- * What a native call needs to reach the domain. Closing it takes the password out of the settings;
- * the text itself stays in the Java heap until it is collected, as the library takes it as a {@code
- * String}.
+ * What a native call needs to reach the domain. Closing it wipes the password.
  *
  * @param settings the settings for {@link DomainSettings}'s keys
  * @param servers the domain controllers, never empty
@@ -44,6 +42,6 @@ record Connection(Properties settings, List<String> servers, Optional<String> ba
 
   @Override
   public void close() {
-    settings.remove(DomainSettings.PASSWORD);
+    DomainSettings.wipe(settings);
   }
 }

@@ -1,6 +1,8 @@
 package com.velmora.tesk.zorvan.cli;
 
 import com.velmora.tesk.zorvan.common.server.DomainSettings;
+import java.io.IOException;
+import java.io.UncheckedIOException;
 import java.nio.file.Path;
 import java.util.ArrayList;
 import java.util.Arrays;
@@ -8,6 +10,7 @@ import java.util.List;
 import java.util.Optional;
 import java.util.regex.Pattern;
 import picocli.CommandLine.ArgGroup;
+import picocli.CommandLine.Mixin;
 import picocli.CommandLine.Option;
 
 /** The options that say which domain is meant and as whom to ask. They win over the profile. */
@@ -75,6 +78,8 @@ final class ConnectionOptions {
           "Where to begin, for example OU=Sales,DC=corp,DC=example,DC=com. Without it: the whole domain.")
   private String base;
 
+  @Mixin private TermOptions terms;
+
   /** Where the password comes from; without either it is asked for at the terminal. */
   static final class PasswordSource {
     @Option(
@@ -107,6 +112,7 @@ final class ConnectionOptions {
         DomainSettings.ofDomain(dnsDomain)
             .controllers(hosts)
             .globalCatalogues(hosts("gc", globalCatalogues, kept));
+    terms.apply(settings, kept);
     Optional.ofNullable(forest).or(() -> kept.get("forest")).ifPresent(settings::forest);
     Optional<String> before = Optional.ofNullable(userDomain).or(() -> kept.get("user-domain"));
     before.ifPresent(settings::userDomain);
@@ -144,16 +150,29 @@ final class ConnectionOptions {
   private List<String> hosts(Profile kept, String dnsDomain) {
     List<String> hosts = hosts("server", servers, kept);
     if (hosts.isEmpty()) {
-      hosts = ControllerDiscovery.controllersOf(dnsDomain);
+      hosts = discovered(dnsDomain);
     }
     if (hosts.isEmpty()) {
       throw new UsageException(
-          "The DNS names no domain controller of "
+          "The DNS names no domain controller within "
               + dnsDomain
               + ". Give one with --server."
               + Connection.doubtOf(dnsDomain).map(doubt -> "\n  " + doubt).orElse(""));
     }
     return hosts;
+  }
+
+  private static List<String> discovered(String dnsDomain) {
+    try {
+      return ControllerDiscovery.controllersOf(dnsDomain);
+    } catch (ControllerDiscovery.NoAnswerException e) {
+      String message =
+          e.getMessage()
+              + ", so the domain controllers of "
+              + dnsDomain
+              + " are not known. Give one with --server.";
+      throw new UncheckedIOException(message, new IOException(message));
+    }
   }
 
   private static List<String> hosts(String option, List<String> given, Profile kept) {

@@ -41,6 +41,16 @@ final class ErrorTexts {
         + failure.line();
   }
 
+  /** What Java threw. */
+  static String describe(Throwable e) {
+    if (e instanceof OutOfMemoryError) {
+      return "Java has not enough memory (" + e.getMessage() + ")";
+    }
+    return e instanceof LinkageError || e instanceof IOException
+        ? String.valueOf(e.getMessage())
+        : e.toString();
+  }
+
   /** What a result code means, given as the library gives it: hexadecimal without prefix. */
   Optional<String> meaning(String code) {
     String plain = code.startsWith(WIN32_FACILITY) ? code.substring(WIN32_FACILITY.length()) : code;

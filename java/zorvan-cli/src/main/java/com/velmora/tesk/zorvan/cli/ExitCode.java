@@ -11,7 +11,7 @@ final class ExitCode {
   /** The command was not understood. */
   static final int USAGE = 2;
 
-  /** Some rows were got, but not all: an error on the way, or Ctrl-C. */
+  /** Rows were got, but not all, or not with all their values: an error on the way, or Ctrl-C. */
   static final int PARTLY = 3;
 
   private ExitCode() {}

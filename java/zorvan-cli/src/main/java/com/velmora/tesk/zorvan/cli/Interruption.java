@@ -5,12 +5,13 @@ import java.util.concurrent.CountDownLatch;
 import java.util.concurrent.TimeUnit;
 
 /**
- * What Ctrl-C does: it asks the running report to end at its next row and waits until the rows got
- * so far are written. When no row comes for a while (a controller that does not answer), the rows
- * are written without waiting for the report.
+ * What Ctrl-C does: it asks the running report to end and waits until the rows got so far are
+ * written. The library asks several times a second whether it shall go on, also while a controller
+ * does not answer; when the report does not end all the same, the rows are written without waiting
+ * for it.
  */
 final class Interruption {
-  private static final Duration PATIENCE = Duration.ofSeconds(5);
+  private static final Duration PATIENCE = Duration.ofSeconds(1);
 
   /** A report that runs and can be ended. */
   interface Run {
@@ -25,7 +26,7 @@ final class Interruption {
   private volatile Run run;
   private volatile int exitCode = ExitCode.PARTLY;
 
-  /** Whether the report shall end at its next row. */
+  /** Whether the report shall end. */
   boolean isRequested() {
     return requested;
   }
@@ -54,7 +55,7 @@ final class Interruption {
     System.exit(code);
   }
 
-  /** Ends the running report from outside, because it does not come to its next row. */
+  /** Ends the running report from outside, because it does not end by itself. */
   void abandon() {
     Run stuck = run;
     if (stuck != null) {

@@ -10,7 +10,10 @@ import java.io.Writer;
 import java.util.List;
 import java.util.Map;
 
-/** JSON: an array with one object per row, or one object per line. */
+/**
+ * JSON: an array with one object per row, or one object per line. Characters that act on a terminal
+ * are always written as escapes, which mean the same to whoever reads the data.
+ */
 final class JsonRowWriter implements RowWriter {
   private static final JsonFactory FACTORY = new JsonFactory();
 
@@ -82,7 +85,35 @@ final class JsonRowWriter implements RowWriter {
     } else if (data instanceof Boolean flag) {
       generator.writeBoolean(flag);
     } else {
-      generator.writeString(data.toString());
+      writeText(data.toString());
+    }
+  }
+
+  private void writeText(String text) throws IOException {
+    if (TerminalText.isHarmless(text)) {
+      generator.writeString(text);
+      return;
+    }
+    StringBuilder escaped = new StringBuilder(text.length() + 16).append('"');
+    text.codePoints().forEach(character -> append(escaped, character));
+    generator.writeRawValue(escaped.append('"').toString());
+  }
+
+  private static void append(StringBuilder escaped, int character) {
+    switch (character) {
+      case '"', '\\' -> escaped.append('\\').append((char) character);
+      case '\n' -> escaped.append("\\n");
+      case '\r' -> escaped.append("\\r");
+      case '\t' -> escaped.append("\\t");
+      default -> {
+        if (TerminalText.acts(character)) {
+          for (char unit : Character.toChars(character)) {
+            escaped.append(String.format("\\u%04x", (int) unit));
+          }
+        } else {
+          escaped.appendCodePoint(character);
+        }
+      }
     }
   }
 

@@ -16,14 +16,20 @@ enum OutputFormat {
   /**
    * Begins an output of this format.
    *
-   * @param screenWidth the terminal's width, 0 when the output goes elsewhere
+   * @param onTerminal whether a terminal shows what is written
+   * @param screenWidth the terminal's width, 0 when it is unknown or the output goes elsewhere
    */
   RowWriter open(
-      Writer writer, List<String> columns, ValueFormatter formatter, int screenWidth, Clock clock)
+      Writer writer,
+      List<String> columns,
+      ValueFormatter formatter,
+      boolean onTerminal,
+      int screenWidth,
+      Clock clock)
       throws IOException {
     return switch (this) {
       case TABLE -> new TableRowWriter(writer, columns, formatter, screenWidth, clock);
-      case CSV -> new CsvRowWriter(writer, columns, formatter);
+      case CSV -> new CsvRowWriter(writer, columns, formatter, onTerminal);
       case JSON -> JsonRowWriter.array(writer, columns, formatter);
       case JSONL -> JsonRowWriter.lines(writer, columns, formatter);
     };

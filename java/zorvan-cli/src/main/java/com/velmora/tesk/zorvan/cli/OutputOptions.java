@@ -34,7 +34,8 @@ final class OutputOptions {
       paramLabel = "FILE",
       description =
           "Write the rows to FILE. It gets its name when it is whole; rows of a report that ended"
-              + " early are kept in FILE.partial.")
+              + " early, or that lack values, are kept in FILE.partial. A new file can be read by"
+              + " you alone; one that replaces another takes its mode. FILE must not be a link.")
   Path out;
 
   @Option(

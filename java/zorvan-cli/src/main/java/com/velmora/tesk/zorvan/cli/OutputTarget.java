@@ -10,10 +10,12 @@ import java.nio.charset.StandardCharsets;
 import java.nio.file.AccessDeniedException;
 import java.nio.file.FileSystemException;
 import java.nio.file.Files;
+import java.nio.file.LinkOption;
 import java.nio.file.Path;
-import java.nio.file.StandardCopyOption;
 import java.nio.file.StandardOpenOption;
+import java.nio.file.attribute.BasicFileAttributes;
 import java.util.Optional;
+import java.util.Set;
 
 /**
  * Where rows are written: standard output, or a file. A file is written under another name beside
@@ -22,41 +24,49 @@ import java.util.Optional;
  */
 final class OutputTarget {
   private static final String PARTIAL = ".partial";
+  private static final Path DEVICES = Path.of("/dev");
 
   private final Writer writer;
   private final Path file;
-  private final Path written;
+  private final UnfinishedFile unfinished;
 
-  private OutputTarget(OutputStream stream, Charset charset, Path file, Path written) {
+  private OutputTarget(OutputStream stream, Charset charset, Path file, UnfinishedFile unfinished) {
     this.writer = new BufferedWriter(new OutputStreamWriter(stream, charset), 1 << 16);
     this.file = file;
-    this.written = written;
+    this.unfinished = unfinished;
   }
 
   static OutputTarget standardOutput(Surroundings surroundings) {
     return new OutputTarget(surroundings.output(), surroundings.outputCharset(), null, null);
   }
 
-  /** A file; devices and pipes are written to as they are. */
+  /**
+   * A file; devices and pipes are written to as they are.
+   *
+   * @throws IOException also when the name is that of a link: who may write beside it could turn it
+   *     to any file of this user
+   */
   static OutputTarget file(Path named) throws IOException {
-    Path file = Files.exists(named) ? named.toRealPath() : named.toAbsolutePath();
-    if (Files.isDirectory(file)) {
+    Path absolute = named.toAbsolutePath();
+    if (Files.isDirectory(absolute)) {
       throw new IOException(named + " is a folder");
     }
-    if (Files.exists(file) && !Files.isRegularFile(file)) {
-      OutputStream device = Files.newOutputStream(file, StandardOpenOption.WRITE);
-      return new OutputTarget(device, StandardCharsets.UTF_8, null, null);
-    }
-    Path folder = file.getParent();
+    Path folder = absolute.getParent();
     if (!Files.isDirectory(folder)) {
       throw new IOException("the folder " + folder + " does not exist");
     }
-    Path written =
-        file.resolveSibling(
-            "." + file.getFileName() + "." + ProcessHandle.current().pid() + ".unfinished");
+    Path file = folder.toRealPath().resolve(absolute.getFileName());
+    Optional<OutputStream> device = device(file);
+    if (device.isPresent()) {
+      return new OutputTarget(device.get(), StandardCharsets.UTF_8, null, null);
+    }
+    if (Files.isSymbolicLink(file)) {
+      throw new IOException(
+          named + " is a link, and links are not written through; name the file that is meant");
+    }
     try {
-      return new OutputTarget(
-          Files.newOutputStream(written), StandardCharsets.UTF_8, file, written);
+      UnfinishedFile unfinished = UnfinishedFile.in(file.getParent());
+      return new OutputTarget(unfinished.stream(), StandardCharsets.UTF_8, file, unfinished);
     } catch (FileSystemException e) {
       // Its message begins with a name that nobody gave.
       String otherwise =
@@ -66,6 +76,32 @@ final class OutputTarget {
     }
   }
 
+  // The stream of a device or pipe. Links of the system itself, such as /dev/stdout, lead to what
+  // this process has open already.
+  private static Optional<OutputStream> device(Path file) throws IOException {
+    if (Files.isSymbolicLink(file)) {
+      Path folder = file.getParent();
+      return folder.equals(DEVICES) || folder.startsWith("/proc")
+          ? Optional.of(Files.newOutputStream(file, StandardOpenOption.WRITE))
+          : Optional.empty();
+    }
+    if (!Files.exists(file, LinkOption.NOFOLLOW_LINKS)
+        || !Files.readAttributes(file, BasicFileAttributes.class, LinkOption.NOFOLLOW_LINKS)
+            .isOther()) {
+      return Optional.empty();
+    }
+    if (UnfinishedFile.isOpenToAll(file.getParent()) && !belongsToUserOrSystem(file)) {
+      throw new IOException(file + " is another user's, in a folder that everybody can write to");
+    }
+    return Optional.of(
+        Files.newOutputStream(file, StandardOpenOption.WRITE, LinkOption.NOFOLLOW_LINKS));
+  }
+
+  private static boolean belongsToUserOrSystem(Path file) throws IOException {
+    String owner = Files.getOwner(file, LinkOption.NOFOLLOW_LINKS).getName();
+    return Set.of("root", System.getProperty("user.name")).contains(owner);
+  }
+
   Writer writer() {
     return writer;
   }
@@ -73,9 +109,9 @@ final class OutputTarget {
   /** All rows are written: the file takes its name. */
   void complete() throws IOException {
     writer.flush();
-    if (file != null) {
+    if (unfinished != null) {
       writer.close();
-      move(file);
+      unfinished.rename(file);
     }
   }
 
@@ -87,27 +123,23 @@ final class OutputTarget {
    */
   Optional<Path> keepPartly() throws IOException {
     writer.flush();
-    if (file == null) {
+    if (unfinished == null) {
       return Optional.empty();
     }
     writer.close();
     Path partial = file.resolveSibling(file.getFileName() + PARTIAL);
-    move(partial);
+    unfinished.rename(partial);
     return Optional.of(partial);
   }
 
   /** Nothing worth keeping was written. */
   void discard() throws IOException {
-    if (written != null) {
+    if (unfinished != null) {
       try {
         writer.close();
       } finally {
-        Files.deleteIfExists(written);
+        unfinished.delete();
       }
     }
-  }
-
-  private void move(Path name) throws IOException {
-    Files.move(written, name, StandardCopyOption.ATOMIC_MOVE, StandardCopyOption.REPLACE_EXISTING);
   }
 }

@@ -26,6 +26,11 @@ final class Profile {
       new TreeSet<>(
           List.of(
               "server", "gc", "domain", "forest", "user-domain", "user", "password-file", "base"));
+
+  static {
+    KEYS.addAll(TermOptions.KEYS);
+  }
+
   private static final Pattern NAME = Pattern.compile("[\\p{L}\\p{N}][\\p{L}\\p{N}._-]*");
 
   private final Properties values;

@@ -25,13 +25,13 @@ import picocli.CommandLine.Parameters;
       "  zorvan report GetSoonToExpireUsers -p after=now -p before=+14d",
       "  zorvan report GetUsers -a cn,lastLogon,memberOf -f json -o users.json",
       "",
-      "Ctrl-C ends the report at its next row and keeps what was got. Times are ISO",
-      "dates, or words where the directory has no time. A linked object, such as a",
-      "group in memberOf, is shown by its name in tables and CSV, whole in JSON. CSV",
-      "cells that a spreadsheet would take for formulas begin with an apostrophe.",
+      "Ctrl-C ends the report and keeps what was got. Times are ISO dates, or words",
+      "where the directory has no time. A linked object, such as a group in memberOf,",
+      "is shown by its name in tables and CSV, whole in JSON. CSV cells that a",
+      "spreadsheet would take for formulas begin with an apostrophe.",
       "",
-      "Exit codes: 0 done, with or without rows; 1 failed; 2 wrong usage; 3 only some",
-      "of the rows, because of an error on the way or Ctrl-C."
+      "Exit codes: 0 done, with or without rows; 1 failed; 2 wrong usage; 3 not all",
+      "of the rows or of their values, because of an error on the way or Ctrl-C."
     })
 final class ReportCommand implements Callable<Integer> {
   // The one report whose objects live outside the domain's own naming context.

@@ -78,6 +78,7 @@ final class ReportsCommand implements Callable<Integer> {
             target.writer(),
             COLUMNS,
             new ValueFormatter(false, ZoneOffset.UTC),
+            surroundings.outputIsTerminal(),
             surroundings.outputIsTerminal() ? surroundings.columns() : 0,
             surroundings.clock());
     for (Report report : reports) {

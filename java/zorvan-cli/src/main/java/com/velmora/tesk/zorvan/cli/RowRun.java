@@ -10,11 +10,13 @@ import java.nio.file.Path;
 import java.util.List;
 import java.util.Locale;
 import java.util.Optional;
+import java.util.Set;
 
 /** One run of a report or search: writes its rows, and says how it went. */
 final class RowRun {
   private static final long SECONDS_FOR_A_ROW = 30;
   private static final long SECONDS_WHEN_STUCK = 1;
+  private static final Set<String> CANCELLED = Set.of("800704c7", "4c7");
 
   private final Surroundings surroundings;
   private final Interruption interruption;
@@ -63,6 +65,7 @@ final class RowRun {
             target.writer(),
             columns,
             formatter,
+            rowsOnTerminal,
             rowsOnTerminal ? surroundings.columns() : 0,
             surroundings.clock());
     this.stream =
@@ -100,23 +103,25 @@ final class RowRun {
       return ExitCode.FAILED;
     }
     interruption.running(() -> run.end(SECONDS_WHEN_STUCK));
-    run.call(call, failuresAreLogged);
-    int code = run.end(SECONDS_FOR_A_ROW);
-    interruption.running(null);
-    return code;
+    try {
+      run.call(call, failuresAreLogged);
+      return run.end(SECONDS_FOR_A_ROW);
+    } finally {
+      interruption.running(null);
+    }
   }
 
   private void call(Call call, boolean failuresAreLogged) {
     LogSink before = ADHandler.setLogSink(log);
     try {
       call.run(stream, errors);
-    } catch (RuntimeException | LinkageError e) {
+    } catch (RuntimeException | Error e) {
       thrown = Optional.of(e);
     } finally {
       ADHandler.setLogSink(before);
     }
     if (failuresAreLogged) {
-      loggedFailures = log.failures();
+      loggedFailures = log.failures().stream().filter(f -> !isAskedFor(f.code())).toList();
     }
   }
 
@@ -159,36 +164,52 @@ final class RowRun {
     if (outputFailed
         || thrown.isPresent()
         || !loggedFailures.isEmpty()
-        || errors.entries().stream().anyMatch(NativeError.Entry::isSevere)) {
+        || entries().stream().anyMatch(NativeError.Entry::isSevere)) {
       return rowsAreLost ? ExitCode.FAILED : ExitCode.PARTLY;
     }
-    return interruption.isRequested() || !errors.isEmpty() ? ExitCode.PARTLY : ExitCode.COMPLETE;
+    // All rows may be there when a list in one of them is cut. Who counts its values is misled all
+    // the same, so such a result is not whole.
+    boolean partly =
+        interruption.isRequested()
+            || !entries().isEmpty()
+            || new NoticeTexts(errors.notices()).tellOfMissingValues();
+    return partly ? ExitCode.PARTLY : ExitCode.COMPLETE;
+  }
+
+  // Without those that only say that the call ended because it was told to.
+  private List<NativeError.Entry> entries() {
+    return errors.entries().stream().filter(entry -> !isAskedFor(entry.code())).toList();
+  }
+
+  private boolean isAskedFor(String code) {
+    return CANCELLED.contains(code) && stream.isCompleted();
   }
 
   private void tell() {
     ErrorTexts texts = new ErrorTexts();
-    errors.entries().forEach(entry -> messages.println(texts.describe(entry)));
+    List<NativeError.Entry> entries = entries();
+    entries.forEach(entry -> messages.println(texts.describe(entry)));
     loggedFailures.forEach(failure -> messages.println(texts.describe(failure)));
-    if (stream.rows() == 0 && !(errors.isEmpty() && loggedFailures.isEmpty())) {
+    if (stream.rows() == 0 && !(entries.isEmpty() && loggedFailures.isEmpty())) {
       // Once there are rows, these tell of one object among many.
       log.details().forEach(detail -> messages.println("  " + detail));
       doubt.ifPresent(text -> messages.println("  " + text));
     }
-    thrown.ifPresent(e -> messages.println("error: " + describe(e)));
+    thrown.ifPresent(e -> messages.println("error: " + ErrorTexts.describe(e)));
     stream
         .failure()
         .filter(e -> !isReaderGone(e))
-        .ifPresent(e -> messages.println("error: the rows cannot be written: " + describe(e)));
-  }
-
-  private static String describe(Throwable e) {
-    return e instanceof LinkageError || e instanceof IOException
-        ? String.valueOf(e.getMessage())
-        : e.toString();
+        .ifPresent(
+            e -> messages.println("error: the rows cannot be written: " + ErrorTexts.describe(e)));
+    NoticeTexts notices = new NoticeTexts(errors.notices());
+    notices.missingValues().forEach(messages::println);
+    if (!options.quiet) {
+      notices.warnings().forEach(messages::println);
+    }
   }
 
   // "zorvan ... | head" is no error.
-  private boolean isReaderGone(Exception e) {
+  private boolean isReaderGone(Throwable e) {
     return options.out == null
         && e instanceof IOException
         && String.valueOf(e.getMessage()).toLowerCase(Locale.ROOT).contains("pipe");
@@ -223,7 +244,8 @@ final class RowRun {
       return "; ended by Ctrl-C, there may be more";
     }
     if (exitCode() == ExitCode.PARTLY) {
-      return "; there may be more";
+      boolean ended = thrown.isPresent() || !entries().isEmpty() || !loggedFailures.isEmpty();
+      return ended || stream.failure().isPresent() ? "; there may be more" : "; values are missing";
     }
     return options.limit != null && stream.rows() == options.limit ? " (as many as asked for)" : "";
   }

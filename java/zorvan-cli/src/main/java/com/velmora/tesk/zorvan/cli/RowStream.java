@@ -11,7 +11,8 @@ import java.util.concurrent.locks.ReentrantLock;
 /**
  * Passes the rows of a running report on to the output, and ends the report when there are enough
  * of them, when Ctrl-C asks for it, or when the output takes no more. Nothing is thrown through the
- * native call: a failure to write is kept until the report has ended.
+ * native call: a failure to write, memory that ran out included, is kept until the report has
+ * ended.
  */
 final class RowStream implements NativeListener {
   private static final long FLUSH_MILLISECONDS = 200;
@@ -23,7 +24,7 @@ final class RowStream implements NativeListener {
   private final Clock clock;
   private final ReentrantLock lock = new ReentrantLock();
   private volatile long rows;
-  private volatile Exception failure;
+  private volatile Throwable failure;
   private long lastFlush;
   private boolean closed;
 
@@ -54,7 +55,7 @@ final class RowStream implements NativeListener {
       }
       rows++;
       progress.show(rows);
-    } catch (IOException | RuntimeException e) {
+    } catch (IOException | RuntimeException | Error e) {
       failure = e;
     } finally {
       lock.unlock();
@@ -72,7 +73,7 @@ final class RowStream implements NativeListener {
   }
 
   /** Why the output took no more rows, if so. */
-  Optional<Exception> failure() {
+  Optional<Throwable> failure() {
     return Optional.ofNullable(failure);
   }
 
@@ -103,7 +104,7 @@ final class RowStream implements NativeListener {
       closed = true;
       progress.clear();
       ending.run();
-    } catch (IOException | RuntimeException e) {
+    } catch (IOException | RuntimeException | Error e) {
       failure = failure == null ? e : failure;
     } finally {
       lock.unlock();

@@ -17,8 +17,8 @@ import picocli.CommandLine.Parameters;
       "  zorvan search \"(objectClass=printQueue)\" --profile corp",
       "  zorvan search \"(&(objectClass=group)(!member=*))\" -a cn,whenCreated",
       "",
-      "Exit codes: 0 done, with or without rows; 1 failed; 2 wrong usage; 3 only some",
-      "of the rows, because of an error on the way or Ctrl-C."
+      "Exit codes: 0 done, with or without rows; 1 failed; 2 wrong usage; 3 not all",
+      "of the rows or of their values, because of an error on the way or Ctrl-C."
     })
 final class SearchCommand implements Callable<Integer> {
   private static final List<String> COLUMNS = List.of("name", "objectClass", "distinguishedName");

@@ -14,12 +14,24 @@ final class TerminalText {
 
   /** The text on one line, with a visible sign for each character that would do something. */
   static String harmless(String text) {
-    if (text.codePoints().noneMatch(TerminalText::acts)) {
+    if (isHarmless(text)) {
       return text;
     }
     StringBuilder shown = new StringBuilder(text.length());
     text.codePoints().map(TerminalText::sign).forEach(shown::appendCodePoint);
     return shown.toString();
+  }
+
+  /** Whether the text has none of the characters that {@link #acts} tells. */
+  static boolean isHarmless(String text) {
+    for (int i = 0; i < text.length(); ) {
+      int character = text.codePointAt(i);
+      if (acts(character)) {
+        return false;
+      }
+      i += Character.charCount(character);
+    }
+    return true;
   }
 
   /** How many columns the text takes. */
@@ -51,18 +63,40 @@ final class TerminalText {
     return text.substring(0, end) + ELLIPSIS;
   }
 
-  private static boolean acts(int character) {
+  /**
+   * Whether a character does something to a terminal, or changes what is read without being seen:
+   * control characters, breaks of lines, marks that reorder what follows or hide in it, halves of
+   * characters. Joiners, of which emoji and some scripts are made, do not count.
+   */
+  static boolean acts(int character) {
+    if (character >= ' ' && character < 0x7F) {
+      return false;
+    }
     return switch (Character.getType(character)) {
       case Character.CONTROL,
               Character.SURROGATE,
               Character.LINE_SEPARATOR,
               Character.PARAGRAPH_SEPARATOR ->
           true;
-      // Marks that reorder what follows; joiners, of which emoji are made, stay.
-      case Character.FORMAT ->
-          character >= 0x202A && character <= 0x202E || character >= 0x2066 && character <= 0x2069;
+      case Character.FORMAT -> !isJoiner(character) && !isVisibleFormat(character);
       default -> false;
     };
+  }
+
+  private static boolean isJoiner(int character) {
+    return character == 0x200C || character == 0x200D;
+  }
+
+  // Signs that enclose digits, in Arabic, Syriac and Kaithi: they are seen.
+  private static boolean isVisibleFormat(int character) {
+    return character >= 0x600 && character <= 0x605
+        || character == 0x6DD
+        || character == 0x70F
+        || character == 0x890
+        || character == 0x891
+        || character == 0x8E2
+        || character == 0x110BD
+        || character == 0x110CD;
   }
 
   private static int sign(int character) {

@@ -2,6 +2,7 @@ package com.velmora.tesk.zorvan.cli;
 
 import java.time.Clock;
 import java.time.DateTimeException;
+import java.time.Duration;
 import java.time.Instant;
 import java.time.LocalDate;
 import java.time.LocalDateTime;
@@ -26,6 +27,8 @@ final class TimeValue {
 
   private static final Pattern RELATIVE =
       Pattern.compile("(\\+?)(\\d{1,6})(mo|[smhdwy])", Pattern.CASE_INSENSITIVE);
+  private static final Pattern DURATION =
+      Pattern.compile("(\\d{1,9})(ms|[smhd])", Pattern.CASE_INSENSITIVE);
   private static final Pattern GENERALIZED = Pattern.compile("(\\d{14})(?:\\.\\d+)?Z");
   private static final Pattern BASIC_DATE = Pattern.compile("\\d{8}");
   private static final DateTimeFormatter FOURTEEN_DIGITS =
@@ -72,6 +75,23 @@ final class TimeValue {
         .flatMap(Optional::stream)
         .findFirst()
         .filter(TimeValue::isInRange);
+  }
+
+  /** The length of time that a text such as 30s or 5m means, or nothing when it is none. */
+  static Optional<Duration> duration(String text) {
+    Matcher parts = DURATION.matcher(text.trim());
+    if (!parts.matches()) {
+      return Optional.empty();
+    }
+    long amount = Long.parseLong(parts.group(1));
+    return Optional.of(
+        switch (parts.group(2).toLowerCase(Locale.ROOT)) {
+          case "ms" -> Duration.ofMillis(amount);
+          case "s" -> Duration.ofSeconds(amount);
+          case "m" -> Duration.ofMinutes(amount);
+          case "h" -> Duration.ofHours(amount);
+          default -> Duration.ofDays(amount);
+        });
   }
 
   /** A moment in the generalized-time form of the directory, to the second. */

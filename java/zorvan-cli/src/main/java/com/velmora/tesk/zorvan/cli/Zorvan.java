@@ -25,7 +25,7 @@ import picocli.CommandLine.ParameterException;
       "  zorvan report GetInActiveUsers -p before=90d -f csv -o inactive.csv",
       "  zorvan search \"(&(objectClass=user)(department=Sales))\" -a sAMAccountName,mail",
       "",
-      "Exit codes: 0 done, 1 failed, 2 wrong usage, 3 only some of the rows."
+      "Exit codes: 0 done, 1 failed, 2 wrong usage, 3 not all of the rows or their values."
     })
 public final class Zorvan {
   private final Surroundings surroundings;
@@ -73,7 +73,12 @@ public final class Zorvan {
       line.usage(surroundings.messages());
       return ExitCode.USAGE;
     }
-    return line.execute(arguments);
+    try {
+      return line.execute(arguments);
+    } catch (Error e) {
+      surroundings.messages().println("error: " + ErrorTexts.describe(e));
+      return ExitCode.FAILED;
+    }
   }
 
   private int wrongUsage(ParameterException e) {

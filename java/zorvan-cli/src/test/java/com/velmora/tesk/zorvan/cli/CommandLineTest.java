@@ -5,89 +5,22 @@ import static org.junit.jupiter.api.Assertions.assertFalse;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import com.velmora.tesk.zorvan.common.server.ADHandler;
-import com.velmora.tesk.zorvan.common.server.ReportCatalogue;
-import java.io.ByteArrayInputStream;
-import java.io.ByteArrayOutputStream;
 import java.io.IOException;
-import java.io.InputStream;
 import java.io.OutputStream;
-import java.io.PrintWriter;
-import java.io.StringWriter;
-import java.io.UncheckedIOException;
-import java.nio.charset.Charset;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
-import java.time.Clock;
 import java.time.Instant;
-import java.time.ZoneOffset;
 import java.util.ArrayList;
-import java.util.Arrays;
 import java.util.List;
 import java.util.stream.Stream;
 import org.junit.jupiter.api.Test;
-import org.junit.jupiter.api.io.TempDir;
 import org.junit.jupiter.params.ParameterizedTest;
 import org.junit.jupiter.params.provider.CsvSource;
 import org.junit.jupiter.params.provider.ValueSource;
 
 /** The command line from its arguments to its output and exit code, with rows from a script. */
-class CommandLineTest {
-  private static final Clock CLOCK =
-      Clock.fixed(Instant.parse("2024-03-31T12:00:00Z"), ZoneOffset.UTC);
-  private static final String[] CONNECTION = {
-    "--domain", "example.com", "--server", "dc1", "--server", "dc2"
-  };
-
-  @TempDir Path folder;
-  private final ByteArrayOutputStream bytes = new ByteArrayOutputStream();
-  private final StringWriter messages = new StringWriter();
-  private final Interruption interruption = new Interruption();
-  private final ScriptedSource source = new ScriptedSource();
-  private OutputStream output = bytes;
-  private Charset outputCharset = StandardCharsets.UTF_8;
-  private String input = "";
-
-  private int zorvan(String... arguments) {
-    Surroundings surroundings =
-        new Surroundings(
-            new ByteArrayInputStream(input.getBytes(StandardCharsets.UTF_8)),
-            output,
-            outputCharset,
-            new PrintWriter(messages, true),
-            false,
-            false,
-            0,
-            folder,
-            CLOCK);
-    return new Zorvan(surroundings, CommandLineTest::catalogue, source, interruption)
-        .run(arguments);
-  }
-
-  private int report(String... arguments) {
-    return zorvan(
-        Stream.of(new String[] {"report"}, arguments, CONNECTION)
-            .flatMap(Arrays::stream)
-            .toArray(String[]::new));
-  }
-
-  private static ReportCatalogue catalogue() {
-    try (InputStream sample = CommandLineTest.class.getResourceAsStream("sample-catalogue.json")) {
-      return ReportCatalogue.read(sample);
-    } catch (IOException e) {
-      throw new UncheckedIOException(e);
-    }
-  }
-
-  /** The messages, whatever the system ends a line with. */
-  private String said() {
-    return messages.toString().replace("\r\n", "\n");
-  }
-
-  private String out() {
-    return bytes.toString(StandardCharsets.UTF_8);
-  }
-
+class CommandLineTest extends ScriptedCommandLine {
   @Test
   void listsTheReportsOfAGroupAndDescribesOne() {
     assertEquals(0, zorvan("reports", "--group", "users", "--format", "csv"));
@@ -371,14 +304,6 @@ class CommandLineTest {
     assertEquals("cn\nZoë\n", read(file));
   }
 
-  private static String read(Path file) {
-    try {
-      return Files.readString(file);
-    } catch (IOException e) {
-      throw new UncheckedIOException(e);
-    }
-  }
-
   @Test
   void anOutputThatTakesNoMoreEndsTheReportAndIsNoSuccess() {
     output =
@@ -450,18 +375,5 @@ class CommandLineTest {
     assertEquals(2, zorvan("report", "GetUsers", "--profile", "../corp"));
     assertEquals(2, zorvan("report", "GetUsers", "--profile", "absent"));
     assertFalse(said().contains("s3cret"));
-  }
-
-  @Test
-  void dnsRecordsAreOrderedByPriorityThenWeight() {
-    assertEquals(
-        List.of("near.example.com", "heavy.example.com", "light.example.com"),
-        ControllerDiscovery.hosts(
-            List.of(
-                "10 1 389 light.example.com.",
-                "10 90 389 heavy.example.com.",
-                "0 1 389 near.example.com.",
-                "0 1 389 near.example.com.",
-                "nonsense")));
   }
 }

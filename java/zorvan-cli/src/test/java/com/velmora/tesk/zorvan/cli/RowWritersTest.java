@@ -1,6 +1,7 @@
 package com.velmora.tesk.zorvan.cli;
 
 import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertFalse;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import com.fasterxml.jackson.databind.JsonNode;
@@ -22,6 +23,7 @@ import org.apache.commons.csv.CSVRecord;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.params.ParameterizedTest;
 import org.junit.jupiter.params.provider.CsvSource;
+import org.junit.jupiter.params.provider.ValueSource;
 
 class RowWritersTest {
   private static final Clock CLOCK = Clock.fixed(Instant.EPOCH, ZoneOffset.UTC);
@@ -34,15 +36,110 @@ class RowWritersTest {
   }
 
   private RowWriter open(OutputFormat format, int screenWidth) throws IOException {
-    return format.open(out, List.of("cn", "description"), FORMATTER, screenWidth, CLOCK);
+    return open(format, screenWidth > 0, screenWidth);
+  }
+
+  private RowWriter open(OutputFormat format, boolean onTerminal, int screenWidth)
+      throws IOException {
+    return format.open(
+        out, List.of("cn", "description"), FORMATTER, onTerminal, screenWidth, CLOCK);
   }
 
   @Test
   void csvDisarmsWhatASpreadsheetWouldRunAndNothingElse() {
-    Stream.of("=1+1", "+49 30", "-2+3", "@SUM(A1)", "\t=1", "\r=1", "  =1", "＝1", "-cmd|'calc'!A0")
+    Stream.of(
+            "=1+1",
+            "+49 30",
+            "-2+3",
+            "@SUM(A1)",
+            "\tx",
+            "  =1",
+            "\"=1",
+            "\u200B=1",
+            "\uFEFF=1",
+            "\u00A0=1",
+            "＝1",
+            "＋1",
+            "－1",
+            "＠1",
+            "-cmd|'calc'!A0",
+            "-1;-2")
         .forEach(value -> assertEquals("'" + value, CsvRowWriter.safe(value)));
-    Stream.of("", "-1", "-9223372036854775808", "a=b", "CN=x,DC=y", "it's", "3-4", " ")
+    Stream.of(
+            "",
+            "-1",
+            "-9223372036854775808",
+            "a=b",
+            "CN=x,DC=y",
+            "it's",
+            "3-4",
+            " ",
+            "a; b;3-4;",
+            ";;",
+            "two\nlines",
+            "a;-1; -2.5")
         .forEach(value -> assertEquals(value, CsvRowWriter.safe(value)));
+  }
+
+  @ParameterizedTest
+  @CsvSource(
+      quoteCharacter = '`',
+      delimiter = '|',
+      value = {
+        "x;=1+1             | x;'=1+1",
+        "+49 30; +49 40     | '+49 30; '+49 40",
+        "a; \"=1\";@b        | a; '\"=1\";'@b",
+        "a;\u200E ＝1       | a;'\u200E ＝1",
+        "a;;-1+2            | a;;'-1+2",
+      })
+  void csvDisarmsWhatFollowsASemicolon(String value, String safe) {
+    assertEquals(safe, CsvRowWriter.safe(value));
+  }
+
+  @Test
+  void csvDisarmsLinesThatAReaderOfSemicolonsTakesForRows() {
+    assertEquals("a\n'=1", CsvRowWriter.safe("a\n=1"));
+    assertEquals("a\r\n '+1", CsvRowWriter.safe("a\r\n +1"));
+    assertEquals("'\n'=1", CsvRowWriter.safe("\n=1"));
+    assertEquals("'\t'=1", CsvRowWriter.safe("\t=1"));
+  }
+
+  @Test
+  void csvIsHarmlessOnATerminalAndUnchangedElsewhere() throws IOException {
+    String value = "a\u009b31m\u001b[2J\u202Eb\u2028c\nd";
+    RowWriter shown = open(OutputFormat.CSV, true, 0);
+    shown.write(row(value, "x"));
+    shown.end();
+    assertEquals("cn,description\na\uFFFD31m␛[2J\uFFFDb\uFFFDc d,x\n", out.toString());
+    out.getBuffer().setLength(0);
+    RowWriter file = open(OutputFormat.CSV, false, 0);
+    file.write(row(value, "x"));
+    file.end();
+    assertEquals("cn,description\n\"" + value + "\",x\n", out.toString());
+  }
+
+  @ParameterizedTest
+  @ValueSource(
+      strings = {
+        "a\u007F",
+        "\u009B",
+        "\u202E",
+        "\u2066",
+        "\u2028",
+        "\u200B",
+        "\uD800",
+        "\uDB40\uDC41"
+      })
+  void jsonEscapesWhatActsOnATerminalAndLosesNothing(String mark) throws IOException {
+    String value = "\"back\\slash\"\n\tZoë 😀" + mark + "\u0001";
+    RowWriter lines = open(OutputFormat.JSONL, 0);
+    lines.write(row(value, "plain"));
+    lines.end();
+    assertFalse(out.toString().contains(mark), out.toString());
+    assertTrue(out.toString().contains("Zoë 😀"), out.toString());
+    JsonNode parsed = new JsonMapper().readTree(out.toString());
+    assertEquals(value, parsed.get("cn").asText());
+    assertEquals("plain", parsed.get("description").asText());
   }
 
   @Test
@@ -110,7 +207,7 @@ class RowWritersTest {
     Instant[] now = {Instant.EPOCH};
     InstantSource source = () -> now[0];
     Clock clock = source.withZone(ZoneOffset.UTC);
-    RowWriter table = OutputFormat.TABLE.open(out, List.of("cn"), FORMATTER, 0, clock);
+    RowWriter table = OutputFormat.TABLE.open(out, List.of("cn"), FORMATTER, false, 0, clock);
     table.write(row("first", ""));
     now[0] = now[0].plus(Duration.ofSeconds(2));
     table.write(row("second", ""));
@@ -135,6 +232,10 @@ class RowWritersTest {
     "'abc\u202Egpj.exe', 'abc\uFFFDgpj.exe'",
     "'\u009b31m', '\uFFFD31m'",
     "'👩\u200D🚒 Zoë', '👩\u200D🚒 Zoë'",
+    "'a\u200Bb\u200E\u200F\u061C\uFEFFc', 'a\uFFFDb\uFFFD\uFFFD\uFFFD\uFFFDc'",
+    "'\u2066a\u2069', '\uFFFDa\uFFFD'",
+    "'a\uDB40\uDC41b', 'a\uFFFDb'",
+    "'\u0600\u0661', '\u0600\u0661'",
   })
   void valuesCannotCommandTheTerminal(String value, String shown) {
     assertEquals(shown, TerminalText.harmless(value));

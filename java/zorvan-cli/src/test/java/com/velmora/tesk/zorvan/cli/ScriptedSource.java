@@ -1,5 +1,6 @@
 package com.velmora.tesk.zorvan.cli;
 
+import com.velmora.tesk.zorvan.common.server.DomainSettings;
 import com.velmora.tesk.zorvan.common.server.NativeError;
 import com.velmora.tesk.zorvan.common.server.ReportCatalogue;
 import com.velmora.tesk.zorvan.common.server.model.NativeListener;
@@ -74,6 +75,9 @@ final class ScriptedSource implements ReportSource {
       NativeListener listener,
       NativeError errors) {
     this.settings = (Properties) settings.clone();
+    // The array is wiped when the call has ended.
+    this.settings.computeIfPresent(
+        DomainSettings.PASSWORD, (key, password) -> String.valueOf((char[]) password));
     this.base = base;
     this.attributes = attributes;
     script.play(listener, errors);

@@ -3,6 +3,7 @@ package com.velmora.tesk.zorvan.cli;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 
 import java.time.Clock;
+import java.time.Duration;
 import java.time.Instant;
 import java.time.ZoneId;
 import java.time.ZoneOffset;
@@ -57,6 +58,18 @@ class TimeValueTest {
       })
   void refusesWhatIsNoTime(String text) {
     assertEquals(Optional.empty(), new TimeValue(NOW, BERLIN).parse(text));
+  }
+
+  @ParameterizedTest
+  @CsvSource({"30s, PT30S", "5M, PT5M", "250ms, PT0.25S", "2h, PT2H", "1d, PT24H"})
+  void understandsLengthsOfTime(String text, Duration length) {
+    assertEquals(Optional.of(length), TimeValue.duration(text));
+  }
+
+  @ParameterizedTest
+  @ValueSource(strings = {"", "30", "s", "+5m", "-5m", "1.5h", "5mo", "5 m", "9999999999s"})
+  void refusesWhatIsNoLengthOfTime(String text) {
+    assertEquals(Optional.empty(), TimeValue.duration(text));
   }
 
   @Test

@@ -2,8 +2,11 @@ package com.velmora.tesk.zorvan.common.server;
 
 import com.velmora.tesk.zorvan.common.server.model.NativeListener;
 import java.util.ArrayList;
+import java.util.LinkedHashSet;
+import java.util.List;
 import java.util.Objects;
 import java.util.Properties;
+import java.util.Set;
 import java.util.logging.Logger;
 
 /**
@@ -32,9 +35,18 @@ import java.util.logging.Logger;
  *       with the account's primary group, which the directory leaves out of the attribute, and
  *       {@code member} takes in the accounts whose primary group it is. Of octets other than SIDs,
  *       GUIDs and {@code logonHours} the list is empty.
- *   <li><b>Ending early</b>: when {@link NativeListener#isCompleted()} answers true the call ends
- *       after the row in hand. An exception that the listener throws ends it too and reaches the
- *       caller.
+ *   <li><b>Threads</b>: everything that a call brings (rows, errors, notices, log lines) comes on
+ *       the thread that made it, before it returns.
+ *   <li><b>Ending early</b>: {@link NativeListener#isCompleted()} is asked after each row, and
+ *       several times a second while the call waits for the directory. When it answers true the
+ *       call ends, and that is no error. An interrupt of the thread ends the call as soon, with an
+ *       entry of the code {@code 800704c7}, for the rows are not all there are; the thread's
+ *       interrupt status stays set. Whatever the listener, the error list or the log sink throws,
+ *       an {@link OutOfMemoryError} included, ends the call too and reaches the caller. (On Windows
+ *       the system's own client waits, so that a call ends when its answer has come.)
+ *   <li><b>Limits</b>: a call ends by itself. A connection with its log-on takes 10 seconds at the
+ *       most, a wait for one message 120 seconds, a message 64 MiB; settings change that, and can
+ *       limit the whole call. What a limit ended has an error entry.
  *   <li><b>Errors</b> come last: a {@link NativeError} that takes what the user must learn. The
  *       methods throw nothing of their own. A {@code SEVERE} entry with the key {@code
  *       halden.common_authentication.native.failure.given_servers_not_opertional}, {@code
@@ -43,7 +55,11 @@ import java.util.logging.Logger;
  *       halden.reports.native.failure.no_view_permission} or {@code ...authentication} that the
  *       base could not be opened. Either way there are no rows. A report whose search fails later
  *       adds one entry with a key of {@code halden.reports.native.failure}: {@code SEVERE} when it
- *       gave no row, {@code WARNING} when the rows are not all there are.
+ *       gave no row, {@code WARNING} when the rows are not all there are. Settings that cannot be
+ *       used, such as a limit below zero, have the code {@code 80070057}, and a log line names
+ *       them.
+ *   <li><b>Notices</b>, in the same object, are what the user must learn although nothing failed:
+ *       see {@link NativeError.Notice}.
  * </ul>
  */
 public class ADHandler {
@@ -113,18 +129,39 @@ public class ADHandler {
 
   // ---- Class cache ----
 
+  private static final Set<String> missingMembers = new LinkedHashSet<>();
+
   /**
    * Fills the library's cache of Java classes and methods. Must return before any other native
    * method is called, which {@link NativeLibraryLoader#handler()} sees to. Calling it again
-   * replaces the cache; no other native call may run meanwhile.
+   * replaces the cache; calls that run meanwhile end with the one that they began with.
+   *
+   * <p>Where a class or method is missing that calls cannot do without, {@link #missingMembers()}
+   * names it, and every call does nothing.
    */
   public native void InitializeClassIDs();
 
   /**
-   * Empties the class cache. No native method may run or be called after it, other than {@link
-   * #InitializeClassIDs}.
+   * Empties the class cache, which holds references to these classes; {@link
+   * NativeLibraryLoader#close()} calls it. Calls that run meanwhile end as they began; those that
+   * come later do nothing until {@link #InitializeClassIDs} is called again.
    */
   public native void CleanupClassIDs();
+
+  /** Takes the name of what the library looked for in vain. Called by the library. */
+  static void missingMember(String name) {
+    synchronized (missingMembers) {
+      missingMembers.add(name);
+    }
+    log(LogSink.MILESTONE, "The library needs what these classes lack: " + name);
+  }
+
+  /** What the library looked for in vain and cannot do without; empty when all is well. */
+  public static List<String> missingMembers() {
+    synchronized (missingMembers) {
+      return List.copyOf(missingMembers);
+    }
+  }
 
   // ---- Search ----
 

@@ -18,10 +18,23 @@ import java.util.stream.Collectors;
  *         .controllers(List.of("dc1.example.com", "dc2.example.com"))
  *         .user("EXAMPLE\\admin", password)
  *         .toProperties();
+ * try {
+ *   NativeLibraryLoader.handler().GetUsers(settings, base, attributes, listener, errors);
+ * } finally {
+ *   DomainSettings.wipe(settings);
+ * }
  * }</pre>
  *
  * <p>The library takes names of domains, controllers and users up to 99 characters, naming contexts
- * up to 259 and passwords up to 99; longer ones are refused when a call begins.
+ * up to 259 and passwords up to 99; longer ones are refused when a call begins. User and password
+ * are looked at only when they are used.
+ *
+ * <p>The optional keys, from {@link #ALLOW_NTLM} on, have no say when they are absent. A value that
+ * the library does not understand refuses the call, so that none runs with weaker terms than were
+ * meant.
+ *
+ * <p>Settings may serve any number of calls on any number of threads at the same time, as long as
+ * nobody changes or wipes them meanwhile.
  */
 public final class DomainSettings {
   /** DNS name of the domain. */
@@ -44,7 +57,12 @@ public final class DomainSettings {
    */
   public static final String USER_DISTINGUISHED_NAME = "USER_DISTINGUISHED_NAME";
 
+  /**
+   * A {@code char[]}, which whoever made it wipes after the last call, or a {@link String}, which
+   * nobody can wipe.
+   */
   public static final String PASSWORD = "PASSWORD";
+
   public static final String DEFAULT_NAMING_CONTEXT = "DEFAULT_NAMING_CONTEXT";
   public static final String ROOT_DOMAIN_NAMING_CONTEXT = "ROOT_DOMAIN_NAMING_CONTEXT";
   public static final String SCHEMA_NAMING_CONTEXT = "SCHEMA_NAMING_CONTEXT";
@@ -57,10 +75,10 @@ public final class DomainSettings {
   /** {@code Integer}: one of the constants of {@link DomainInfoCache}. */
   public static final String ACCOUNT_LOOKUP_STATUS = "ACCOUNT_LOOKUP_STATUS";
 
-  /** Optional, {@code "true"}: NTLM where Kerberos could be used but failed. */
+  /** Optional, {@code "true"} or {@code "false"}: NTLM where Kerberos could be used but failed. */
   public static final String ALLOW_NTLM = "ALLOW_NTLM";
 
-  /** Optional, {@code "true"}: Kerberos tickets of the type RC4-HMAC too. */
+  /** Optional, {@code "true"} or {@code "false"}: Kerberos tickets of the type RC4-HMAC too. */
   public static final String ALLOW_RC4 = "ALLOW_RC4";
 
   /**
@@ -78,7 +96,9 @@ public final class DomainSettings {
    */
   public static final String IDLE_TIME_LIMIT = "IDLE_TIME_LIMIT";
 
-  /** Optional {@code Integer}, milliseconds: for the whole call; else it has no limit. */
+  /**
+   * Optional {@code Integer}, milliseconds: for the whole call; else, or with 0, it has no limit.
+   */
   public static final String CALL_TIME_LIMIT = "CALL_TIME_LIMIT";
 
   /** Optional {@code Integer}: the largest message accepted, in bytes; else 64 MiB. */
@@ -142,7 +162,8 @@ public final class DomainSettings {
    * Logs on as a user; without this call the identity of the process is used.
    *
    * @param name {@code DOMAIN\name}, {@code name@domain}, or a plain name of {@link #userDomain}
-   * @param password read when {@link #toProperties()} is called; the caller may wipe it after that
+   * @param password copied when {@link #toProperties()} is called; the caller may wipe it after
+   *     that
    */
   public DomainSettings user(String name, char[] password) {
     this.user = Objects.requireNonNull(name, "name");
@@ -205,7 +226,10 @@ public final class DomainSettings {
     return defaultNamingContext;
   }
 
-  /** The settings as the native methods take them: a new object, which the caller may change. */
+  /**
+   * The settings as the native methods take them: a new object, which the caller may change. It has
+   * a copy of the password of its own, which {@link #wipe} overwrites.
+   */
   public Properties toProperties() {
     Properties settings = new Properties();
     settings.put(DOMAIN_NAME, dnsDomain);
@@ -223,9 +247,19 @@ public final class DomainSettings {
       boolean qualified = user.indexOf('\\') >= 0 || user.indexOf('@') >= 0;
       settings.put(USER_NAME, user.substring(user.indexOf('\\') + 1));
       settings.put(USER_DISTINGUISHED_NAME, qualified ? user : "");
-      settings.put(PASSWORD, new String(password));
+      settings.put(PASSWORD, password.clone());
     }
     settings.putAll(terms);
     return settings;
+  }
+
+  /**
+   * Takes the password out of settings that no call uses any more, and overwrites it if it is a
+   * {@code char[]}.
+   */
+  public static void wipe(Properties settings) {
+    if (settings.remove(PASSWORD) instanceof char[] password) {
+      Arrays.fill(password, '\0');
+    }
   }
 }

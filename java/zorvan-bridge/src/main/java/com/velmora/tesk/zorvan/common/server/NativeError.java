@@ -4,8 +4,9 @@ import java.util.ArrayList;
 import java.util.List;
 
 /**
- * The list of errors of one native call. The library appends through {@link #setErrorList}; the
- * caller reads {@link #entries()} afterwards. Safe to read while the call still runs.
+ * The errors and notices of one native call. The library appends through {@link #setErrorList} and
+ * {@link #addNotice}; the caller reads {@link #entries()} and {@link #notices()} afterwards. Safe
+ * to read while the call still runs.
  */
 public class NativeError {
   private final List<Entry> entries = new ArrayList<>();

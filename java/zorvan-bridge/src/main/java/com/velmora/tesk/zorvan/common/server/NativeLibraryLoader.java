@@ -3,13 +3,10 @@ package com.velmora.tesk.zorvan.common.server;
 import java.io.IOException;
 import java.io.InputStream;
 import java.net.URISyntaxException;
-import java.nio.file.FileAlreadyExistsException;
 import java.nio.file.Files;
 import java.nio.file.LinkOption;
 import java.nio.file.Path;
 import java.nio.file.StandardCopyOption;
-import java.nio.file.attribute.PosixFilePermission;
-import java.nio.file.attribute.PosixFilePermissions;
 import java.security.CodeSource;
 import java.security.MessageDigest;
 import java.security.NoSuchAlgorithmException;
@@ -21,7 +18,6 @@ import java.util.Locale;
 import java.util.Map;
 import java.util.Optional;
 import java.util.Properties;
-import java.util.Set;
 import java.util.function.Consumer;
 import java.util.function.Function;
 
@@ -39,8 +35,13 @@ import java.util.function.Function;
  *   <li>beside the jar that these classes came from,
  *   <li>inside that jar, which holds the one for Linux; it is then copied to a folder that only
  *       this user may enter, under a name made from its content, so that a copy is never
- *       half-written, stale or somebody else's.
+ *       half-written, stale or somebody else's. The folder is in the user's cache, unless others
+ *       could change the way to it; then it is a temporary one.
  * </ol>
+ *
+ * <p>A server that loads applications anew calls {@link #close()} when it stops one, as the last
+ * thing that the application does with these classes. The library refers to them from then on no
+ * more, so that the application's class loader, and with it the library, can be collected.
  */
 public final class NativeLibraryLoader {
   /** Names the library file, or the folder that holds it. */
@@ -48,9 +49,6 @@ public final class NativeLibraryLoader {
 
   /** Names the folder that the product is installed in. */
   public static final String HOME_PROPERTY = "zorvan.home";
-
-  private static final Set<PosixFilePermission> OWNER_ONLY =
-      PosixFilePermissions.fromString("rwx------");
 
   private static volatile ADHandler handler;
 
@@ -81,7 +79,9 @@ public final class NativeLibraryLoader {
    * cache; later ones, from any thread, give the same handler.
    *
    * @throws UnsatisfiedLinkError when the library cannot be found or loaded; the message names
-   *     every place that was tried and why it was not used
+   *     every place that was tried and why it was not used. Also when the library needs a class or
+   *     method that these classes lack, because the two are of different versions; the message then
+   *     names what is missing
    */
   public static ADHandler handler() {
     ADHandler ready = handler;
@@ -96,13 +96,37 @@ public final class NativeLibraryLoader {
                   NativeLibraryLoader.class::getResourceAsStream,
                   file -> System.load(file.toString()))
               .loadLibrary();
-          ready = new ADHandler();
-          ready.InitializeClassIDs();
+          ready = filled(new ADHandler());
           handler = ready;
         }
       }
     }
     return ready;
+  }
+
+  private static ADHandler filled(ADHandler fresh) {
+    fresh.InitializeClassIDs();
+    List<String> missing = ADHandler.missingMembers();
+    if (!missing.isEmpty()) {
+      throw new UnsatisfiedLinkError(
+          "The native library needs what these classes lack; library and jar must be of one version."
+              + " Missing:\n  "
+              + String.join("\n  ", missing));
+    }
+    return fresh;
+  }
+
+  /**
+   * Ends the use of the library: its references to these classes are released, with the last call
+   * that still runs if there is one. Without a handler in use this does nothing. A call on a
+   * handler that somebody kept does nothing from then on; {@link #handler()} begins anew.
+   */
+  public static synchronized void close() {
+    ADHandler used = handler;
+    handler = null;
+    if (used != null) {
+      used.CleanupClassIDs();
+    }
   }
 
   /** Loads the library and returns the file that it came from. */
@@ -211,37 +235,27 @@ public final class NativeLibraryLoader {
     return file;
   }
 
+  // What others may write can change after it was compared.
   private static boolean holds(Path file, byte[] content) throws IOException {
     return Files.isRegularFile(file, LinkOption.NOFOLLOW_LINKS)
+        && Files.getOwner(file).equals(Files.getOwner(file.getParent()))
+        && !CacheFolder.isWritableByOthers(file)
         && Files.size(file) == content.length
         && Arrays.equals(Files.readAllBytes(file), content);
   }
 
   private Path privateFolder(String name) throws IOException {
     Optional<Path> cache = cacheFolder();
-    if (cache.isEmpty()) {
-      Path folder = Files.createTempDirectory("zorvan-native-");
-      folder.toFile().deleteOnExit();
-      folder.resolve(fileName()).toFile().deleteOnExit(); // goes first
-      return folder;
-    }
-    Path folder = cache.get().resolve("zorvan").resolve("native").resolve(name);
-    Files.createDirectories(cache.get());
-    Path below = cache.get();
-    for (Path part : cache.get().relativize(folder)) {
-      below = below.resolve(part);
+    if (cache.isPresent()) {
       try {
-        Files.createDirectory(below, PosixFilePermissions.asFileAttribute(OWNER_ONLY));
-        continue;
-      } catch (FileAlreadyExistsException e) {
-        if (!Files.isDirectory(below, LinkOption.NOFOLLOW_LINKS)) {
-          throw e;
-        }
-      }
-      if (!Files.getPosixFilePermissions(below).equals(OWNER_ONLY)) {
-        Files.setPosixFilePermissions(below, OWNER_ONLY);
+        return CacheFolder.make(cache.get(), Path.of("zorvan", "native", name));
+      } catch (IOException e) {
+        tried.add(cache.get() + ": the library is not copied there: " + e.getMessage());
       }
     }
+    Path folder = CacheFolder.makeTemporary();
+    folder.toFile().deleteOnExit();
+    folder.resolve(fileName()).toFile().deleteOnExit(); // goes first
     return folder;
   }
 

@@ -7,6 +7,7 @@ import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import com.velmora.tesk.zorvan.common.server.model.DirectoryObject;
 import java.util.ArrayList;
+import java.util.Arrays;
 import java.util.List;
 import java.util.Properties;
 import java.util.logging.Handler;
@@ -130,5 +131,21 @@ class CallbackClassesTest {
     assertEquals("admin", settings.get("USER_NAME"));
     assertEquals("SALES\\admin", settings.get("USER_DISTINGUISHED_NAME"));
     assertEquals("true", settings.get("IS_AUTHENTICATION_REQUIRED"));
+  }
+
+  @Test
+  void settingsOwnTheirPasswordUntilTheyAreWiped() {
+    char[] given = "secret".toCharArray();
+    DomainSettings builder = DomainSettings.ofDomain("example.com").user("anna", given);
+    Properties settings = builder.toProperties();
+    Properties others = builder.toProperties();
+    Arrays.fill(given, 'x');
+    char[] kept = (char[]) settings.get(DomainSettings.PASSWORD);
+    assertEquals("secret", String.valueOf(kept));
+    DomainSettings.wipe(settings);
+    assertEquals("\0".repeat(6), String.valueOf(kept));
+    assertFalse(settings.containsKey(DomainSettings.PASSWORD));
+    assertEquals("secret", String.valueOf((char[]) others.get(DomainSettings.PASSWORD)));
+    DomainSettings.wipe(settings);
   }
 }

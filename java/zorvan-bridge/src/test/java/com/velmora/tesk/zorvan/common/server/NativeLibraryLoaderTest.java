@@ -25,6 +25,8 @@ import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.condition.DisabledOnOs;
 import org.junit.jupiter.api.condition.OS;
 import org.junit.jupiter.api.io.TempDir;
+import org.junit.jupiter.params.ParameterizedTest;
+import org.junit.jupiter.params.provider.ValueSource;
 
 class NativeLibraryLoaderTest {
   private static final String LINUX_FILE = "libZorvanSecurity.so";
@@ -137,6 +139,39 @@ class NativeLibraryLoaderTest {
     try (Stream<Path> files = Files.list(first.getParent())) {
       assertEquals(List.of(first), files.toList(), "nothing half-written is left");
     }
+  }
+
+  @ParameterizedTest
+  @ValueSource(strings = {"shared", "shared/mine", "shared/mine/cache", "link/cache"})
+  @DisabledOnOs(value = OS.WINDOWS, disabledReason = LINUX_PLACES)
+  void doesNotUseACacheThatOthersCouldExchange(String cache) throws IOException {
+    packed = "library".getBytes(StandardCharsets.UTF_8);
+    Files.createDirectories(folder.resolve("shared/mine/cache"));
+    Files.setPosixFilePermissions(
+        folder.resolve("shared"), PosixFilePermissions.fromString("rwxrwxr-x"));
+    Files.createSymbolicLink(folder.resolve("link"), folder.resolve("shared/mine"));
+    environment.put("XDG_CACHE_HOME", folder.resolve(cache).toString());
+
+    Path file = load();
+
+    assertFalse(file.startsWith(folder.toRealPath()), file.toString());
+    assertEquals("library", Files.readString(file));
+    assertEquals(
+        "rwx------",
+        PosixFilePermissions.toString(Files.getPosixFilePermissions(file.getParent())));
+    try (Stream<Path> left = Files.walk(folder.resolve("shared"))) {
+      assertEquals(List.of(), left.filter(Files::isRegularFile).toList());
+    }
+  }
+
+  @Test
+  @DisabledOnOs(value = OS.WINDOWS, disabledReason = LINUX_PLACES)
+  void aFileThatOthersMayWriteIsReplacedThoughItsContentIsRight() throws IOException {
+    packed = "genuine".getBytes(StandardCharsets.UTF_8);
+    Path file = load();
+    Files.setPosixFilePermissions(file, PosixFilePermissions.fromString("rw-rw-rw-"));
+    assertEquals(file, load());
+    assertEquals("rw-------", PosixFilePermissions.toString(Files.getPosixFilePermissions(file)));
   }
 
   @Test

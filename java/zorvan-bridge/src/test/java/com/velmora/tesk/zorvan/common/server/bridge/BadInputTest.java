@@ -10,9 +10,12 @@ import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import com.velmora.tesk.zorvan.common.server.DomainSettings;
 import com.velmora.tesk.zorvan.common.server.NativeError;
+import java.nio.file.Path;
+import java.time.Duration;
 import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.List;
+import java.util.Map;
 import java.util.Properties;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.params.ParameterizedTest;
@@ -78,7 +81,8 @@ class BadInputTest {
 
   private static void assertHolds(String key, int most) {
     for (int length : List.of(most, most + 1)) {
-      String text = "x".repeat(length);
+      // Only a logon name in this field is used.
+      String text = (key.equals("USER_DISTINGUISHED_NAME") ? "\\" : "x") + "x".repeat(length - 1);
       CannedDomain domain = with(key, key.equals("GC_LIST") ? names(text) : text);
       boolean fits = length == most;
       assertEquals(!fits, domain.logged(key, "its field holds " + (most + 1)), key);
@@ -91,6 +95,71 @@ class BadInputTest {
   }
 
   @Test
+  void distinguishedNameThatIsNoLogonNameMayHaveAnyLength() {
+    CannedDomain domain =
+        with(DomainSettings.USER_DISTINGUISHED_NAME, "CN=" + "x".repeat(300) + ",DC=canned");
+    assertEquals(1, domain.rows.size());
+    assertEquals(List.of(), domain.errorKeys());
+  }
+
+  @Test
+  void passwordIsAnArrayOrAText() {
+    assertEquals(List.of(WRONG_PASSWORD), with("PASSWORD", "refused").errorKeys());
+    char[] array = "refused".toCharArray();
+    CannedDomain refused = with("PASSWORD", array);
+    assertEquals(List.of(WRONG_PASSWORD), refused.errorKeys());
+    assertTrue(!refused.logged("PASSWORD"), "an array is nothing odd");
+    assertEquals("refused", String.valueOf(array), "wiping is for whoever made it");
+    assertEquals(1, with("PASSWORD", "right".toCharArray()).rows.size());
+    assertEquals(1, with("PASSWORD", new char[0]).rows.size());
+    CannedDomain tooLong = with("PASSWORD", "p".repeat(100).toCharArray());
+    assertEquals(List.of(PROBLEM), tooLong.errorKeys());
+    assertTrue(tooLong.logged("PASSWORD has 100 characters"));
+    assertTrue(!tooLong.logged("ppp"), "the password is in the log");
+  }
+
+  @Test
+  void arrayComesBeforeATextOfTheDefaults() {
+    Properties defaults = new Properties();
+    defaults.setProperty(DomainSettings.PASSWORD, "refused");
+    Properties settings = new Properties(defaults);
+    settings.putAll(domain.settings);
+    domain.handler().GetUsers(settings, "DC=canned", names("cn"), domain.listener, domain.errors);
+    assertEquals(List.of(), domain.errorKeys());
+    DomainSettings.wipe(settings);
+    domain.handler().GetUsers(settings, "DC=canned", names("cn"), domain.listener, domain.errors);
+    assertEquals(List.of(WRONG_PASSWORD), domain.errorKeys());
+  }
+
+  @Test
+  void termOfAnotherClassRefusesTheCall() {
+    Map<String, Object> odd =
+        Map.of(
+            "ALLOW_NTLM",
+            true,
+            "ALLOW_RC4",
+            1,
+            "TRUSTED_AUTHORITIES",
+            Path.of("authorities.pem"),
+            "CONNECT_TIME_LIMIT",
+            "5000",
+            "IDLE_TIME_LIMIT",
+            5000L,
+            "CALL_TIME_LIMIT",
+            Duration.ofSeconds(5),
+            "MAX_MESSAGE_BYTES",
+            1.5);
+    odd.forEach(
+        (key, value) -> {
+          CannedDomain domain = with(key, value);
+          assertTrue(domain.logged("The domain setting " + key + " is no "), key);
+          assertEquals(List.of(PROBLEM), domain.errorKeys(), key);
+          assertEquals("80070057", domain.errors.entries().get(0).code());
+          assertEquals(0, domain.rows.size(), key);
+        });
+  }
+
+  @Test
   void settingOfTheDefaultsCounts() {
     Properties defaults = new Properties();
     defaults.setProperty(DomainSettings.USER_NAME, "wrong");
@@ -99,29 +168,6 @@ class BadInputTest {
     settings.remove(DomainSettings.USER_NAME);
     domain.handler().GetUsers(settings, "DC=canned", names("cn"), domain.listener, domain.errors);
     assertEquals(List.of(WRONG_PASSWORD), domain.errorKeys());
-  }
-
-  @ParameterizedTest
-  @CsvSource({
-    "DOMAIN_NAME, 100",
-    "USER_DOMAIN_NAME, 100",
-    "USER_NAME, 100",
-    "USER_DISTINGUISHED_NAME, 100",
-    "PASSWORD, 100",
-    "DEFAULT_NAMING_CONTEXT, 260",
-    "ROOT_DOMAIN_NAMING_CONTEXT, 260",
-    "SCHEMA_NAMING_CONTEXT, 260",
-    "CONFIGURATION_NAMING_CONTEXT, 260",
-    "DOMAIN_FUNCTIONAL_LEVEL, 100",
-    "IS_AUTHENTICATION_REQUIRED, 100"
-  })
-  void overLongSettingFailsTheCallAndNamesKeyAndCapacity(String key, int capacity) {
-    domain.settings.put(key, "x".repeat(capacity));
-    domain.search("rows=1", "sAMAccountName");
-    assertTrue(domain.logged(key, String.valueOf(capacity)), "log line");
-    assertEquals(List.of(PROBLEM), domain.errorKeys());
-    assertEquals(0, domain.rows.size(), "rows");
-    assertTrue(!key.equals("PASSWORD") || !domain.logged("xxxx"), "the password is in the log");
   }
 
   @Test

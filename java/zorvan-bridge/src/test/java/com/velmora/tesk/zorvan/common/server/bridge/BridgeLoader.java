@@ -8,6 +8,7 @@ import java.nio.file.Files;
 import java.nio.file.Path;
 import java.nio.file.StandardCopyOption;
 import java.util.Set;
+import java.util.function.Consumer;
 
 /**
  * Loads this product's classes anew, so that they can have a native library of their own beside the
@@ -69,18 +70,23 @@ final class BridgeLoader extends ClassLoader {
         .getBytes(StandardCharsets.ISO_8859_1);
   }
 
+  /** Loads a copy of the library that answers from memory into the calling class's loader. */
+  static void loadCannedLibrary() {
+    useCannedLibrary(copy -> System.load(copy.toString()));
+  }
+
   /**
-   * Loads a copy of the library that answers from memory into the calling class's loader. A virtual
+   * Gives a copy of the library that answers from memory to somebody who loads it: a virtual
    * machine loads one file for one loader only.
    */
-  static void loadCannedLibrary() {
+  static void useCannedLibrary(Consumer<Path> load) {
     Path product = Path.of(System.getProperty("zorvan.library")).toAbsolutePath();
     boolean windows = product.toString().endsWith(".dll");
     String name = windows ? "ZorvanCanned.dll" : "libZorvanCanned.so";
     try {
       Path copy = Files.createTempFile("canned", name);
       Files.copy(product.resolveSibling(name), copy, StandardCopyOption.REPLACE_EXISTING);
-      System.load(copy.toString());
+      load.accept(copy);
       if (windows) {
         copy.toFile().deleteOnExit();
       } else {

@@ -9,6 +9,7 @@ import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.List;
 import java.util.Properties;
+import java.util.function.BooleanSupplier;
 
 /**
  * A domain that answers from memory, and what a call to it brought: rows, error entries, log lines.
@@ -27,6 +28,8 @@ final class CannedDomain {
   final List<Properties> rows = new ArrayList<>();
   final List<String> log = new ArrayList<>();
   Runnable beforeLine = () -> {};
+  Runnable beforeRow = () -> {};
+  BooleanSupplier completed = () -> false;
   final NativeError errors = new NativeError();
   final Properties settings =
       DomainSettings.ofDomain("canned")
@@ -37,12 +40,13 @@ final class CannedDomain {
       new NativeListener() {
         @Override
         public void addRow(Properties row) {
+          beforeRow.run();
           rows.add(row);
         }
 
         @Override
         public boolean isCompleted() {
-          return false;
+          return completed.getAsBoolean();
         }
       };
 

@@ -28,6 +28,23 @@ class ClassCacheTest {
   }
 
   @Test
+  void callEndsWithTheCacheThatItBeganWith() {
+    ADHandler handler = domain.handler();
+    domain.beforeRow =
+        () -> {
+          handler.CleanupClassIDs();
+          if (domain.rows.size() == 1) {
+            handler.InitializeClassIDs();
+          }
+        };
+    domain.search("rows=3", "cn", "managedBy");
+    assertEquals(3, domain.rows.size(), "rows");
+    domain.search("rows=3", "cn");
+    assertEquals(3, domain.rows.size(), "rows with an empty cache besides");
+    handler.InitializeClassIDs();
+  }
+
+  @Test
   void fillingAgainLetsTheFirstReferencesGo() throws Exception {
     ADHandler handler = domain.handler();
     handler.CleanupClassIDs();

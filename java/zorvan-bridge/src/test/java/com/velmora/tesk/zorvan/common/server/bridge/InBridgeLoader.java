@@ -27,6 +27,9 @@ import org.junit.jupiter.api.extension.ReflectiveInvocationContext;
   /** Full names of classes that cannot be found. */
   String[] without() default {};
 
+  /** A member that bears another name in every class. */
+  String renaming() default "";
+
   /** Sends each test method to the same class in the other loader. */
   final class Extension implements InvocationInterceptor {
     @Override
@@ -68,7 +71,8 @@ import org.junit.jupiter.api.extension.ReflectiveInvocationContext;
     }
 
     private static BridgeLoader loaderFor(Class<?> testClass) {
-      return new BridgeLoader(Set.of(testClass.getAnnotation(InBridgeLoader.class).without()));
+      InBridgeLoader wanted = testClass.getAnnotation(InBridgeLoader.class);
+      return new BridgeLoader(Set.of(wanted.without())).renaming(wanted.renaming());
     }
   }
 }

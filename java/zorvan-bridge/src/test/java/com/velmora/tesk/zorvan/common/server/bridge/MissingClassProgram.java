@@ -2,6 +2,7 @@ package com.velmora.tesk.zorvan.common.server.bridge;
 
 import com.velmora.tesk.zorvan.common.server.ADHandler;
 import com.velmora.tesk.zorvan.common.server.LogSink;
+import com.velmora.tesk.zorvan.common.server.NativeLibraryLoader;
 import java.util.ArrayList;
 import java.util.Properties;
 import java.util.Set;
@@ -12,7 +13,7 @@ public final class MissingClassProgram {
   private MissingClassProgram() {}
 
   /**
-   * Prints what the library prints, then a line with what a call brings.
+   * Prints what the library prints, then a line with what a call brings, then what the loader says.
    *
    * @param arguments the full name of a class to hide and the name of a member to rename, each may
    *     be empty
@@ -26,7 +27,7 @@ public final class MissingClassProgram {
   public static final class Body {
     private Body() {}
 
-    /** Fills the cache and makes a call. */
+    /** Fills the cache, makes a call, and asks the loader for a handler. */
     public static void run() {
       BridgeLoader.loadCannedLibrary();
       AtomicInteger lines = new AtomicInteger();
@@ -44,8 +45,18 @@ public final class MissingClassProgram {
           });
       ADHandler handler = new ADHandler();
       handler.InitializeClassIDs();
+      lines.set(0);
       handler.GetUsers(new Properties(), "", new ArrayList<>(), null, null);
       System.out.println("log lines: " + lines);
+      System.out.println("loader: " + loaderSays());
+    }
+
+    private static String loaderSays() {
+      try {
+        return NativeLibraryLoader.handler() == null ? "nothing" : "ready";
+      } catch (UnsatisfiedLinkError e) {
+        return e.getMessage();
+      }
     }
   }
 }

@@ -10,6 +10,7 @@ import java.net.URISyntaxException;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Path;
 import java.util.ArrayList;
+import java.util.Arrays;
 import java.util.List;
 import org.junit.jupiter.api.Test;
 
@@ -19,6 +20,7 @@ import org.junit.jupiter.api.Test;
 class MissingClassTest {
   private static final String PACKAGE = "com.velmora.tesk.zorvan.common.server.";
   private static final String LOG_LINES = "log lines: ";
+  private static final String LOADER = "loader: ";
 
   @Test
   void whatIsMissingIsToldAndDoneWithoutUnlessCallsNeedIt() throws Exception {
@@ -36,17 +38,41 @@ class MissingClassTest {
         "Could not find field 'java.util.logging.Logger nativeLogger'!\n"
             + "Could not get logger object!\n",
         true);
-    assertPrints(PACKAGE + "NativeError", "", "", false);
+  }
+
+  @Test
+  void whatCallsNeedIsNamedByTheLoader() throws Exception {
+    assertPrints(PACKAGE + "NativeError", "", "", false, "NativeError");
+    assertPrints("", "isCompleted", "", false, "model/NativeListener.isCompleted()Z");
+    // The Java side of an older version has no method to take the name.
+    assertPrints(
+        PACKAGE + "NativeError",
+        "missingMember",
+        "ZorvanSecurity: the Java classes lack com/velmora/tesk/zorvan/common/server/NativeError,"
+            + " so no call can be made\n",
+        false);
   }
 
   private static void assertPrints(
-      String hiddenClass, String renamedMember, String printed, boolean callsGoOn)
+      String hiddenClass,
+      String renamedMember,
+      String printed,
+      boolean callsGoOn,
+      String... missing)
       throws Exception {
     String output = run(hiddenClass, renamedMember);
     int end = output.indexOf(LOG_LINES);
+    int loader = output.indexOf(LOADER, end);
     assertEquals(printed, output.substring(0, end));
-    int logLines = Integer.parseInt(output.substring(end + LOG_LINES.length()).strip());
+    // The loader fills the cache once more, so what is printed comes again behind this line.
+    String lines = output.substring(end + LOG_LINES.length()).lines().findFirst().orElseThrow();
+    int logLines = Integer.parseInt(lines);
     assertEquals(callsGoOn, logLines > 0, output);
+    List<String> named = output.substring(loader).lines().skip(1).map(String::strip).toList();
+    assertEquals(
+        Arrays.stream(missing).map(name -> PACKAGE.replace('.', '/') + name).toList(),
+        named,
+        output);
   }
 
   private static String run(String hiddenClass, String renamedMember) throws Exception {

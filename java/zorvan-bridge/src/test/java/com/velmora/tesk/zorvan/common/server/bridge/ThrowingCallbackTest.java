@@ -48,6 +48,19 @@ class ThrowingCallbackTest {
   }
 
   @Test
+  void exhaustedMemoryOfTheListenerEndsTheCall() {
+    domain.beforeRow =
+        () -> {
+          domain.log.clear();
+          long[][] tooMuch = {new long[Integer.MAX_VALUE], new long[Integer.MAX_VALUE]};
+          assertEquals(0, tooMuch.length);
+        };
+    assertThrows(OutOfMemoryError.class, () -> domain.search("rows=3", "cn"));
+    assertEquals(0, domain.rows.size() + domain.log.size(), "rows and lines after it");
+    assertTrue(domain.errors.isEmpty(), "error entries");
+  }
+
+  @Test
   void errorListEndsTheCall() {
     domain.settings.put(DomainSettings.USER_NAME, "wrong");
     NativeError errors =
