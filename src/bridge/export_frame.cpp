@@ -40,13 +40,13 @@ ApartmentScope::~ApartmentScope() {
   if (uninitializes_) platform_.UninitializeApartment();
 }
 
-ExportFrame::ExportFrame(JavaCall& java, const FrameTraits& traits, jobject listener,
-                         jobject errors)
+ExportFrame::ExportFrame(JavaCall& java, const FrameTraits& traits, JavaListener listener,
+                         JavaErrors errors)
     : java_(java),
       traits_(traits),
       log_(java),
-      errors_(java, errors, log_),
-      observer_(java, listener, errors),
+      errors_(java, errors.object, log_),
+      observer_(java, listener.object, errors.object),
       platform_(platform::CreatePlatform()),
       apartment_(*platform_, traits),
       handler_(*platform_, log_) {
@@ -54,18 +54,18 @@ ExportFrame::ExportFrame(JavaCall& java, const FrameTraits& traits, jobject list
   handler_.observer = &observer_;
 }
 
-bool ExportFrame::Begin(jobject settings) {
+bool ExportFrame::Begin(JavaSettings settings) {
   if (!traits_.readsSettings) return true;
   handler_.debugEnabled = IsDebugLogLevel(java_);
   LogMessage(handler_, call::kMilestone, "Initialization Starts");
-  if (settings == nullptr) {
+  if (settings.object == nullptr) {
     LogMessage(handler_, call::kMilestone, "No domain settings were passed");
     call::AddNativeError(errors_, {}, call::kSevere, platform::Bits(platform::kInvalidArgument),
                          kSomeAuthenticationProblem);
     return false;
   }
   directory::DomainProperties properties;
-  ReadDomainProperties(java_, handler_, settings, properties);
+  ReadDomainProperties(java_, handler_, settings.object, properties);
   if (java_.Failed()) return false;
   return directory::InitializeHandler(handler_, properties, errors_) && !java_.Failed();
 }
@@ -78,10 +78,10 @@ void ExportFrame::End() {
                        platform::Bits(platform::kCancelled), {});
 }
 
-void ReportCaughtException(JavaCall& java, jobject errors) noexcept {
+void ReportCaughtException(JavaCall& java, JavaErrors errors) noexcept {
   try {
     JavaLog log(java);
-    JavaErrorList list(java, errors, log);
+    JavaErrorList list(java, errors.object, log);
     try {
       throw;
     } catch (const std::bad_alloc&) {

@@ -11,6 +11,7 @@
 
 #include <memory>
 
+#include "bridge/arguments.h"
 #include "bridge/java_call.h"
 #include "bridge/java_errors.h"
 #include "bridge/java_log.h"
@@ -53,13 +54,13 @@ class ApartmentScope {
 class ExportFrame {
  public:
   // listener and errors may be null.
-  ExportFrame(JavaCall& java, const FrameTraits& traits, jobject listener, jobject errors);
+  ExportFrame(JavaCall& java, const FrameTraits& traits, JavaListener listener, JavaErrors errors);
   ExportFrame(const ExportFrame&) = delete;
   ExportFrame& operator=(const ExportFrame&) = delete;
 
   // False when the work routine must not run; the reason is logged and, if it is not Java's own
   // exception, in the error list.
-  bool Begin(jobject settings);
+  bool Begin(JavaSettings settings);
   // Adds the one error entry of a call that was interrupted, so that a short result never passes
   // for a whole one.
   void End();
@@ -84,13 +85,13 @@ class ExportFrame {
 };
 
 // Reports the exception that is being handled.
-void ReportCaughtException(JavaCall& java, jobject errors) noexcept;
+void ReportCaughtException(JavaCall& java, JavaErrors errors) noexcept;
 
 // The Java objects that every call of a family with settings comes with; each may be null.
 struct CallObjects {
-  jobject settings = nullptr;
-  jobject listener = nullptr;
-  jobject errors = nullptr;
+  JavaSettings settings{};
+  JavaListener listener{};
+  JavaErrors errors{};
   directory::FirstAnswer firstAnswer = directory::FirstAnswer::kHonoured;  // the listener's
 };
 

@@ -129,6 +129,10 @@ constexpr std::array kEntries{
     StaticMethod(&Cache::logOwnerClass, &Cache::isdebugLogLevel, "isdebugLogLevel", "()Z"),
     StaticMethod(&Cache::logOwnerClass, &Cache::missingMember, "missingMember",
                  "(Ljava/lang/String;)V", kOptional),
+    Class(&Cache::rowAssemblerClass, "com/velmora/tesk/zorvan/common/server/RowAssembler",
+          kOptional),
+    StaticMethod(&Cache::rowAssemblerClass, &Cache::rowAssemblerAssemble, "assemble",
+                 "([Ljava/lang/String;[C[I)Ljava/util/Properties;", kOptional),
     Class(&Cache::threadClass, "java/lang/Thread", kOptional),
     StaticMethod(&Cache::threadClass, &Cache::currentThread, "currentThread",
                  "()Ljava/lang/Thread;", kOptional),
@@ -237,6 +241,7 @@ void TellMissing(JNIEnv* env, const Cache& cache, const std::string& name) {
     return;
   }
   const LocalRef<jstring> text(env, Cleared(env, env->NewStringUTF(name.c_str())));
+  if (!text) return;
   jvalue argument;
   argument.l = text.get();
   env->CallStaticVoidMethodA(cache.logOwnerClass, cache.missingMember, &argument);
@@ -249,12 +254,10 @@ JavaClassCache::~JavaClassCache() {
   void* found = nullptr;
   if (machine->GetEnv(&found, JNI_VERSION_1_8) != JNI_OK) return;
   auto* env = static_cast<JNIEnv*>(found);
-  const std::array<jobject, 12> references{
-      propertiesClass,     longClass,        integerClass,         arrayListClass,
-      nativeListenerClass, nativeErrorClass, loggerClass,          loggerOwnerClass,
-      logOwnerClass,       loggerObject,     domainInfoCacheClass, threadClass,
-  };
-  for (jobject reference : references) {
+  for (const Entry& entry : kEntries) {
+    jobject reference = nullptr;
+    if (entry.kind == Kind::kClass) reference = this->*entry.owner;
+    if (entry.kind == Kind::kStaticObject) reference = this->*entry.object;
     if (reference != nullptr) env->DeleteGlobalRef(reference);
   }
 }

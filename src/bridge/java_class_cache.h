@@ -58,7 +58,9 @@ struct JavaClassCache {
   jmethodID admanglog = nullptr;
   jmethodID deleglog = nullptr;
   jmethodID isdebugLogLevel = nullptr;
-  jmethodID missingMember = nullptr;  // null where the Java side has none
+  jmethodID missingMember = nullptr;   // null where the Java side has none
+  jclass rowAssemblerClass = nullptr;  // null where the Java side has none
+  jmethodID rowAssemblerAssemble = nullptr;
   jclass threadClass = nullptr;
   jmethodID currentThread = nullptr;
   jmethodID isInterrupted = nullptr;

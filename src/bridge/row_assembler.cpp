@@ -16,8 +16,6 @@ constexpr jint kText = 0;
 constexpr jint kList = 1;
 constexpr jint kRow = 2;
 
-constexpr const char* kClass = "com/velmora/tesk/zorvan/common/server/RowAssembler";
-constexpr const char* kSignature = "([Ljava/lang/String;[C[I)Ljava/util/Properties;";
 constexpr std::size_t kSmallestArray = 1024;
 
 }  // namespace
@@ -25,17 +23,11 @@ constexpr std::size_t kSmallestArray = 1024;
 RowAssembler::RowAssembler(JavaCall& java, const call::KeyTable& keys)
     : java_(java),
       keys_(keys),
-      class_(java.env(), nullptr),
       keyArray_(java.env(), nullptr),
       textArray_(java.env(), nullptr),
-      structureArray_(java.env(), nullptr) {
-  if (java.Failed()) return;
-  JNIEnv* env = java.env();
-  class_ = {env, env->FindClass(kClass)};
-  if (class_) assemble_ = env->GetStaticMethodID(class_.get(), "assemble", kSignature);
-  // A Java side without the class is no error of the caller's.
-  if (assemble_ == nullptr) env->ExceptionClear();
-}
+      structureArray_(java.env(), nullptr) {}
+
+bool RowAssembler::IsThere() const { return java_.classes().rowAssemblerAssemble != nullptr; }
 
 LocalRef<jobject> RowAssembler::ToProperties(const Row& row) {
   JNIEnv* env = java_.env();
@@ -47,7 +39,8 @@ LocalRef<jobject> RowAssembler::ToProperties(const Row& row) {
   arguments[1].l = textArray_.get();
   arguments[2].l = structureArray_.get();
   LocalRef<jobject> properties(
-      env, env->CallStaticObjectMethodA(class_.get(), assemble_, arguments.data()));
+      env, env->CallStaticObjectMethodA(java_.classes().rowAssemblerClass,
+                                        java_.classes().rowAssemblerAssemble, arguments.data()));
   java_.Check();
   return properties;
 }

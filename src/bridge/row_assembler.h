@@ -27,7 +27,7 @@ class RowAssembler {
   RowAssembler& operator=(const RowAssembler&) = delete;
 
   // Whether the Java side has the class.
-  bool IsThere() const { return assemble_ != nullptr; }
+  bool IsThere() const;
 
   // A new Properties, or null when an exception is pending. Only when IsThere().
   LocalRef<jobject> ToProperties(const call::Row& row);
@@ -40,8 +40,6 @@ class RowAssembler {
 
   JavaCall& java_;
   const call::KeyTable& keys_;
-  LocalRef<jclass> class_;
-  jmethodID assemble_ = nullptr;
   // The Java arrays are reused from row to row and replaced when they are too short.
   LocalRef<jobjectArray> keyArray_;
   LocalRef<jcharArray> textArray_;

@@ -14,15 +14,16 @@ namespace zorvan::bridge {
 // Runs an export of the streaming family. work takes the frame, the attribute names and the
 // listener. Without a listener there is nobody to work for: a log line, and work is not run.
 template <typename Work>
-jobject StreamToListener(JNIEnv* env, const CallObjects& objects, jobject attributes, Work&& work) {
+jobject StreamToListener(JNIEnv* env, const CallObjects& objects, JavaAttributes attributes,
+                         Work&& work) {
   return RunExport<StreamingFamily>(env, objects, [&](ExportFrame& frame) -> jobject {
-    if (objects.listener == nullptr) {
+    if (objects.listener.object == nullptr) {
       call::LogMessage(frame.handler(), call::kMilestone, "No listener was passed");
       return nullptr;
     }
     const std::vector<std::u16string> names =
-        StringListToArray(frame.java(), frame.handler(), attributes);
-    JavaRowListener rows(frame.java(), objects.listener, frame.handler().keys);
+        StringListToArray(frame.java(), frame.handler(), attributes.object);
+    JavaRowListener rows(frame.java(), objects.listener.object, frame.handler().keys);
     if (!frame.java().Failed()) work(frame, names, rows);
     if (rows.HasDelivered()) frame.NoteDelivery();
     return nullptr;

@@ -12,6 +12,7 @@ namespace {
 using zorvan::reports::ParameterKind;
 using zorvan::reports::ReportDefinition;
 using zorvan::reports::ReportParameter;
+using zorvan::reports::SearchPlace;
 
 std::string Quoted(std::string_view text) { return '"' + std::string(text) + '"'; }
 
@@ -42,6 +43,18 @@ std::string_view UnitName(ParameterKind kind) {
   }
 }
 
+std::string_view PlaceName(SearchPlace place) {
+  switch (place) {
+    case SearchPlace::kGivenBase:
+      return "base";
+    case SearchPlace::kDeletedObjects:
+      return "deletedObjects";
+    case SearchPlace::kConfiguration:
+      return "configuration";
+  }
+  return {};
+}
+
 std::string Parameters(const ReportDefinition& report) {
   std::string json;
   for (const ReportParameter& parameter : report.parameters) {
@@ -64,17 +77,17 @@ std::string Entry(const ReportDefinition& report) {
   return "  {\"name\": " + Quoted(report.method) +
          ", \"group\": " + Quoted(GroupName(report.group)) +
          ", \"title\": " + Quoted(report.title) +
-         ",\n   \"deletedObjects\": " + (IsAmongDeletedObjects(report) ? "true" : "false") +
+         ",\n   \"place\": " + Quoted(PlaceName(report.place)) +
          ", \"parameters\": " + Parameters(report) +
-         ",\n   \"defaultColumns\": " + Columns(report.defaultColumns) + "}";
+         ",\n   \"defaultColumns\": " + Columns(report.columns) + "}";
 }
 
 }  // namespace
 
 int main() {
   std::string json;
-  for (const ReportDefinition& report : zorvan::reports::AllReports()) {
-    json += (json.empty() ? "[\n" : ",\n") + Entry(report);
+  for (const ReportDefinition* report : zorvan::reports::AllReports()) {
+    json += (json.empty() ? "[\n" : ",\n") + Entry(*report);
   }
   json += "\n]\n";
   return std::fwrite(json.data(), 1, json.size(), stdout) == json.size() ? 0 : 1;

@@ -1,12 +1,9 @@
 #include "reports/report_engine.h"
 
-#include <algorithm>
 #include <memory>
 
 #include "directory/bind.h"
 #include "directory/paged_search.h"
-#include "platform/text.h"
-#include "reports/report_filter.h"
 
 namespace zorvan::reports {
 namespace {
@@ -17,9 +14,6 @@ using call::NativeHandler;
 using platform::Bits;
 using platform::Failed;
 using platform::HResult;
-
-constexpr std::u16string_view kObjectClass = u"objectClass";
-constexpr std::u16string_view kUserAccountControl = u"userAccountControl";
 
 std::string_view NameWithoutGet(const ReportDefinition& report) {
   return report.method.substr(report.method.starts_with("Get") ? 3 : 0);
@@ -37,58 +31,21 @@ std::u16string_view ControllerOf(const ReportDefinition& report, const ReportReq
   return {};
 }
 
+bool IsAmongDeletedObjects(const ReportDefinition& report) {
+  return report.place == SearchPlace::kDeletedObjects;
+}
+
 std::u16string BindPath(const NativeHandler& handler, const ReportDefinition& report,
                         const ReportRequest& request) {
   if (IsAmongDeletedObjects(report)) return directory::DeletedObjectsPath(handler.settings);
-  const std::u16string_view base =
-      request.baseDn ? std::u16string_view(*request.baseDn) : std::u16string_view();
+  std::u16string_view base;
+  if (report.place == SearchPlace::kConfiguration) {
+    base = handler.settings.configurationNamingContext;
+  }
+  if (request.baseDn) base = *request.baseDn;
   const std::u16string_view controller = ControllerOf(report, request);
   return controller.empty() ? directory::ObjectPath(handler.settings, base)
                             : directory::ControllerPath(controller, base);
-}
-
-// Keeps the rows whose account flags have a bit of the mask.
-directory::RowSelection AccountFlagSelection(NativeHandler& handler, std::uint32_t mask) {
-  LogMessage(handler, call::kDetail, "Getting AccountStatus QueryValues");
-  const auto keep = [&handler, mask](platform::DirectorySearch& search) {
-    platform::Column column;
-    const HResult result = search.GetColumn(kUserAccountControl, column);
-    if (Failed(result) || column.values.empty()) {
-      LogMessage(handler, call::kMilestone,
-                 "Error in getting the User Attributes while account status based users and the "
-                 "error code is %x",
-                 Bits(result));
-      return false;
-    }
-    return (static_cast<std::uint32_t>(column.values[0].number) & mask) != 0;
-  };
-  return {{kUserAccountControl}, keep};
-}
-
-bool HasClass(platform::DirectorySearch& search, std::u16string_view name) {
-  platform::Column column;
-  if (Failed(search.GetColumn(kObjectClass, column))) return false;
-  return std::any_of(column.values.begin(), column.values.end(), [&](const platform::Value& value) {
-    return platform::EqualsIgnoringCase(value.text, name);
-  });
-}
-
-// A deleted object keeps its classes but loses its category, and a computer's classes include the
-// user's: so a user is what is no computer.
-directory::RowSelection DeletedClassSelection(bool computers) {
-  const auto keep = [computers](platform::DirectorySearch& search) {
-    return HasClass(search, u"user") && HasClass(search, u"computer") == computers;
-  };
-  return {{kObjectClass}, keep};
-}
-
-directory::RowSelection SelectionOf(NativeHandler& handler, const ReportDefinition& report) {
-  if (IsAmongDeletedObjects(report)) {
-    return DeletedClassSelection(report.rule == ReportRule::kDeletedComputers);
-  }
-  return report.rule == ReportRule::kAccountFlags
-             ? AccountFlagSelection(handler, report.accountFlags)
-             : directory::RowSelection{};
 }
 
 void StreamReport(NativeHandler& handler, const ReportDefinition& report,
@@ -99,9 +56,9 @@ void StreamReport(NativeHandler& handler, const ReportDefinition& report,
   const directory::SearchRequest wanted{.filter = filter,
                                         .attributes = request.attributes,
                                         .tombstones = IsAmongDeletedObjects(report)};
-  const directory::SearchOutcome outcome =
-      directory::StreamRows(handler, search, wanted, directory::FirstAnswer::kHonoured, listener,
-                            SelectionOf(handler, report));
+  const directory::SearchOutcome outcome = directory::StreamRows(
+      handler, search, wanted, directory::FirstAnswer::kHonoured, listener,
+      report.select == nullptr ? directory::RowSelection{} : report.select(handler));
   if (!Failed(outcome.result)) return;
   // A search that broke off must not pass for a complete report. With rows delivered it went on to
   // its end all the same.
@@ -110,11 +67,12 @@ void StreamReport(NativeHandler& handler, const ReportDefinition& report,
                        Bits(outcome.result), directory::ContainerBindFailureKey(outcome.result));
 }
 
-void BindAndStream(NativeHandler& handler, const ReportDefinition& report,
-                   const ReportRequest& request, call::RowListener& listener,
-                   call::ErrorList& errors) {
+}  // namespace
+
+void RunSearch(NativeHandler& handler, const ReportDefinition& report, const ReportRequest& request,
+               call::RowListener& listener, call::ErrorList& errors) {
   const auto filter =
-      BuildFilter(report, request.arguments, handler.platform.system().CurrentFileTime());
+      report.makeFilter(report, request.arguments, handler.platform.system().CurrentFileTime());
   const std::u16string path = BindPath(handler, report, request);
   std::unique_ptr<platform::DirectorySearch> search;
   HResult result = platform::kInvalidArgument;
@@ -137,12 +95,10 @@ void BindAndStream(NativeHandler& handler, const ReportDefinition& report,
   StreamReport(handler, report, request, *search, *filter, listener, errors);
 }
 
-}  // namespace
-
 void RunReport(NativeHandler& handler, const ReportDefinition& report, const ReportRequest& request,
                call::RowListener& listener, call::ErrorList& errors) {
   LogMessage(handler, call::kMilestone, "Getting %s starts", NameWithoutGet(report));
-  BindAndStream(handler, report, request, listener, errors);
+  report.run(handler, report, request, listener, errors);
   LogMessage(handler, call::kMilestone, "Getting %s Finished", NameWithoutGet(report));
 }
 

@@ -1,21 +1,11 @@
-// Runs plain reports: start text, filter, bind, stream, end text.
+// Runs a report: start text, the report's routine, end text.
 #pragma once
-
-#include <optional>
-#include <span>
-#include <string>
 
 #include "call/error_list.h"
 #include "call/native_handler.h"
 #include "reports/report_table.h"
 
 namespace zorvan::reports {
-
-struct ReportRequest {
-  std::optional<std::u16string> baseDn;        // absent when Java passed null
-  std::span<const std::u16string> attributes;  // the columns, in Java's order
-  std::span<const ReportArgument> arguments;   // one for each parameter of the definition
-};
 
 // Streams the report's rows to the listener. A failed bind adds one error entry on the domain's
 // name and streams nothing; a search that fails on the way ends the rows and adds one, so that a

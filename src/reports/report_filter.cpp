@@ -23,11 +23,24 @@ std::optional<std::vector<std::u16string>> FilterValues(const ReportDefinition& 
       continue;
     }
     const auto& text = std::get<std::optional<std::u16string>>(arguments[i]);
-    const bool mayBeNull = report.rule == ReportRule::kEmptySecondParameter && i == 1;
-    if (!text && !mayBeNull) return std::nullopt;
-    values.push_back(platform::EscapeFilterValue(text.value_or(std::u16string())));
+    if (!text) return std::nullopt;
+    values.push_back(platform::EscapeFilterValue(*text));
   }
   return values;
+}
+
+// A value is never looked at for another "%s".
+std::u16string Fill(std::u16string_view format, const std::vector<std::u16string>& values) {
+  std::u16string filter;
+  std::size_t next = 0;
+  for (std::size_t position = 0; position < format.size();) {
+    const std::size_t place = format.find(u"%s", position);
+    filter.append(format.substr(position, place - position));
+    if (place == std::u16string_view::npos) break;
+    filter.append(values.at(values.size() == 1 ? 0 : next++));
+    position = place + 2;
+  }
+  return filter;
 }
 
 }  // namespace
@@ -41,27 +54,29 @@ std::u16string FilterTime(std::int64_t milliseconds) {
   return call::DecimalText(seconds * kIntervalsPerSecond);
 }
 
-std::optional<std::u16string> BuildFilter(const ReportDefinition& report,
-                                          std::span<const ReportArgument> arguments,
-                                          std::int64_t currentFileTime) {
-  auto values = FilterValues(report, arguments);
-  if (!values) return std::nullopt;
-  if (report.rule == ReportRule::kExpiredBefore)
-    values->push_back(call::DecimalText(currentFileTime));
-  const bool emptySecond =
-      report.rule == ReportRule::kEmptySecondParameter && values->at(1).empty();
-  const std::u16string_view format = emptySecond ? report.filterForEmptySecond : report.filter;
+std::optional<std::u16string> FillIn(const ReportDefinition& report,
+                                     std::span<const ReportArgument> arguments, std::int64_t) {
+  const auto values = FilterValues(report, arguments);
+  return values ? std::optional(Fill(report.filter, *values)) : std::nullopt;
+}
 
-  std::u16string filter;
-  std::size_t next = 0;
-  for (std::size_t position = 0; position < format.size();) {
-    const std::size_t place = format.find(u"%s", position);
-    filter.append(format.substr(position, place - position));
-    if (place == std::u16string_view::npos) break;
-    filter.append(values->at(values->size() == 1 ? 0 : next++));
-    position = place + 2;
-  }
-  return filter;
+std::optional<std::u16string> FillInNow(const ReportDefinition& report,
+                                        std::span<const ReportArgument>,
+                                        std::int64_t currentFileTime) {
+  return Fill(report.filter, {call::DecimalText(currentFileTime)});
+}
+
+std::optional<std::u16string> OperatingSystemFilter(const ReportDefinition& report,
+                                                    std::span<const ReportArgument> arguments,
+                                                    std::int64_t currentFileTime) {
+  const auto& servicePack = std::get<std::optional<std::u16string>>(arguments[1]);
+  if (servicePack && !servicePack->empty()) return FillIn(report, arguments, currentFileTime);
+  const auto& name = std::get<std::optional<std::u16string>>(arguments[0]);
+  if (!name) return std::nullopt;
+  return Fill(
+      u"(&(objectCategory=computer)(objectClass=computer)(operatingSystem=%s)"
+      u"(!(operatingSystemServicePack=*)))",
+      {platform::EscapeFilterValue(*name)});
 }
 
 }  // namespace zorvan::reports

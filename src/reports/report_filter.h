@@ -15,10 +15,16 @@ namespace zorvan::reports {
 // seconds. A time too far away for the count takes the nearest one that fits.
 std::u16string FilterTime(std::int64_t milliseconds);
 
-// The filter of a report for these arguments. currentFileTime is used by reports that take no time
-// from Java. Absent when a parameter that the filter needs is null.
-std::optional<std::u16string> BuildFilter(const ReportDefinition& report,
-                                          std::span<const ReportArgument> arguments,
-                                          std::int64_t currentFileTime);
+// The filter makers of reports with more than FillIn.
+
+// The one "%s" is the current time.
+std::optional<std::u16string> FillInNow(const ReportDefinition& report,
+                                        std::span<const ReportArgument> arguments,
+                                        std::int64_t currentFileTime);
+
+// A service pack that is null or empty means computers without one.
+std::optional<std::u16string> OperatingSystemFilter(const ReportDefinition& report,
+                                                    std::span<const ReportArgument> arguments,
+                                                    std::int64_t currentFileTime);
 
 }  // namespace zorvan::reports

@@ -11,6 +11,7 @@
 #include "call/error_list.h"
 #include "call/log.h"
 #include "call/row.h"
+#include "platform/call_terms.h"
 
 namespace zorvan::support {
 
@@ -64,6 +65,15 @@ class RecordingListener : public call::RowListener {
 
  private:
   const call::KeyTable& keys_;
+};
+
+// A caller who wants no more from the moment that a test says so.
+class ScriptedObserver : public platform::CallObserver {
+ public:
+  bool IsCancelled() override { return cancelled; }
+  void Notify(const platform::Notice&) override {}
+
+  bool cancelled = false;
 };
 
 }  // namespace zorvan::support

@@ -1,56 +1,66 @@
-// Entry points of the plain reports, one for each line of the report table.
-#include <string_view>
+// Entry points of the reports, one for each entry of the report table.
+#include <array>
+#include <span>
 #include <variant>
 #include <vector>
 
+#include "bridge/arguments.h"
 #include "bridge/exports/entry_point.h"
-#include "bridge/report_shape.h"
 #include "bridge/row_stream.h"
+#include "reports/report_definitions.h"
 #include "reports/report_engine.h"
 
 namespace zorvan::bridge {
 namespace {
 
+using reports::ReportDefinition;
+
 using JavaArgument = std::variant<jlong, jstring>;
 
-struct ReportArguments {
-  jobject settings;
+// What every report is passed.
+struct ReportCall {
+  CallObjects objects;
   jstring baseDn;
-  jobject attributes;
-  jobject listener;
-  std::vector<JavaArgument> parameters;
-  jobject errors;
+  JavaAttributes attributes;
 };
 
-reports::ReportArgument ReadParameter(JavaCall& java, const JavaArgument& argument) {
+// Whether the Java method passes what the report's parameters want: a long for a time, a String for
+// anything else.
+template <typename... Arguments>
+consteval bool Takes(const ReportDefinition& report) {
+  constexpr std::array<bool, sizeof...(Arguments)> kIsNumber{std::is_same_v<Arguments, jlong>...};
+  if (report.parameters.size() != kIsNumber.size()) return false;
+  for (std::size_t i = 0; i < kIsNumber.size(); ++i) {
+    if ((report.parameters[i].kind == reports::ParameterKind::kTime) != kIsNumber[i]) return false;
+  }
+  return true;
+}
+
+reports::ReportArgument Read(JavaCall& java, const JavaArgument& argument) {
   if (const jlong* number = std::get_if<jlong>(&argument)) return std::int64_t{*number};
   return CopyJavaString(java, std::get<jstring>(argument));
 }
 
-void Run(ExportFrame& frame, std::string_view method, ReportShape shape,
-         const ReportArguments& given, const std::vector<std::u16string>& attributes,
-         call::RowListener& rows) {
-  const reports::ReportDefinition* report = reports::FindReport(method);
-  if (report == nullptr || !HasShape(*report, shape)) {
-    call::LogMessage(frame.handler(), call::kMilestone, "%s is no report of its declared form",
-                     method);
-    return;
-  }
-  std::vector<reports::ReportArgument> arguments;
-  for (const JavaArgument& parameter : given.parameters) {
-    arguments.push_back(ReadParameter(frame.java(), parameter));
-  }
-  reports::RunReport(frame.handler(), *report,
-                     {CopyJavaString(frame.java(), given.baseDn), attributes, arguments}, rows,
-                     frame.errors());
+jobject StreamReport(JNIEnv* env, const ReportDefinition& report, const ReportCall& call,
+                     std::span<const JavaArgument> parameters) {
+  return StreamToListener(env, call.objects, call.attributes,
+                          [&](ExportFrame& frame, const auto& attributes, call::RowListener& rows) {
+                            std::vector<reports::ReportArgument> arguments;
+                            for (const JavaArgument& parameter : parameters) {
+                              arguments.push_back(Read(frame.java(), parameter));
+                            }
+                            reports::RunReport(
+                                frame.handler(), report,
+                                {CopyJavaString(frame.java(), call.baseDn), attributes, arguments},
+                                rows, frame.errors());
+                          });
 }
 
-jobject StreamReport(JNIEnv* env, std::string_view method, ReportShape shape,
-                     const ReportArguments& given) {
-  return StreamToListener(env, {given.settings, given.listener, given.errors}, given.attributes,
-                          [&](ExportFrame& frame, const auto& names, call::RowListener& rows) {
-                            Run(frame, method, shape, given, names, rows);
-                          });
+template <const ReportDefinition& report, typename... Arguments>
+jobject StreamReport(JNIEnv* env, const ReportCall& call, Arguments... arguments) {
+  static_assert(Takes<Arguments...>(report), "the report's parameters are not those of its method");
+  const std::array<JavaArgument, sizeof...(Arguments)> parameters{JavaArgument(arguments)...};
+  return StreamReport(env, report, call, parameters);
 }
 
 }  // namespace
@@ -64,27 +74,21 @@ jobject StreamReport(JNIEnv* env, std::string_view method, ReportShape shape,
 #define ZORVAN_DECLARE_TwoTimes jlong first, jlong second,
 #define ZORVAN_DECLARE_OneController jstring first,
 #define ZORVAN_DECLARE_ControllerAndTime jstring first, jlong second,
-#define ZORVAN_PASS_NoParameters \
-  {}
-#define ZORVAN_PASS_OneText \
-  { first }
-#define ZORVAN_PASS_TwoTexts \
-  { first, second }
-#define ZORVAN_PASS_OneTime \
-  { first }
-#define ZORVAN_PASS_TwoTimes \
-  { first, second }
-#define ZORVAN_PASS_OneController \
-  { first }
-#define ZORVAN_PASS_ControllerAndTime \
-  { first, second }
+#define ZORVAN_PASS_NoParameters
+#define ZORVAN_PASS_OneText , first
+#define ZORVAN_PASS_TwoTexts , first, second
+#define ZORVAN_PASS_OneTime , first
+#define ZORVAN_PASS_TwoTimes , first, second
+#define ZORVAN_PASS_OneController , first
+#define ZORVAN_PASS_ControllerAndTime , first, second
 
+// clang-format off
 #define ZORVAN_REPORT(method, shape, ...)                                                         \
   ZORVAN_EXPORT(jobject, method)                                                                  \
-  (JNIEnv * env, jobject, jobject settings, jstring baseDn, jobject attributes, jobject listener, \
+  (JNIEnv* env, jobject, jobject settings, jstring baseDn, jobject attributes, jobject listener,  \
    ZORVAN_DECLARE_##shape jobject errors) {                                                       \
-    return zorvan::bridge::StreamReport(                                                          \
-        env, #method, zorvan::bridge::ReportShape::shape,                                         \
-        {settings, baseDn, attributes, listener, ZORVAN_PASS_##shape, errors});                   \
+    return zorvan::bridge::StreamReport<zorvan::reports::definitions::method>(                    \
+        env, {{{settings}, {listener}, {errors}}, baseDn, {attributes}} ZORVAN_PASS_##shape);     \
   }
+// clang-format on
 #include "reports/reports.def"

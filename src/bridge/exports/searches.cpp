@@ -6,10 +6,10 @@
 namespace zorvan::bridge {
 namespace {
 
-jobject GetObjects(JNIEnv* env, jobject settings, jstring container, jstring filter,
-                   jobject attributes, jobject listener, jobject errors) {
-  constexpr auto kFirstAnswer = directory::FirstAnswer::kDiscarded;
-  return StreamToListener(env, {settings, listener, errors, kFirstAnswer}, attributes,
+jobject GetObjects(JNIEnv* env, CallObjects objects, jstring container, jstring filter,
+                   JavaAttributes attributes) {
+  objects.firstAnswer = directory::FirstAnswer::kDiscarded;
+  return StreamToListener(env, objects, attributes,
                           [&](ExportFrame& frame, const auto& names, call::RowListener& rows) {
                             objects::GetObjects(frame.handler(),
                                                 CopyJavaString(frame.java(), container),
@@ -23,5 +23,6 @@ jobject GetObjects(JNIEnv* env, jobject settings, jstring container, jstring fil
 ZORVAN_EXPORT(jobject, GetObjects)
 (JNIEnv* env, jobject, jobject settings, jstring container, jstring filter, jobject attributes,
  jobject listener, jobject errors) {
-  return zorvan::bridge::GetObjects(env, settings, container, filter, attributes, listener, errors);
+  return zorvan::bridge::GetObjects(env, {{settings}, {listener}, {errors}}, container, filter,
+                                    {attributes});
 }

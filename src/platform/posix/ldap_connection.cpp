@@ -12,6 +12,7 @@
 #include "platform/posix/ldap_result.h"
 #include "platform/posix/log_on.h"
 #include "platform/posix/logon_failure.h"
+#include "platform/posix/name_lookup.h"
 #include "platform/posix/root_dse.h"
 #include "platform/posix/tls_session.h"
 #include "platform/posix/unicode.h"
@@ -31,12 +32,15 @@ constexpr std::size_t kMaxKept = std::size_t{256} << 20U;
 constexpr std::uint16_t kLdapsPort = 636;
 constexpr std::uint16_t kGlobalCatalogLdapsPort = 3269;
 
-// The first handle of a process sets up what all share, without a lock.
+// The first handle of a process sets up what all share, without a lock. libldap then looks up the
+// full name of this host, which a silent name server would make last, and which nobody needs.
 void PrepareLibrary() {
   static std::once_flag once;
   std::call_once(once, [] {
-    int version = 0;
-    ldap_get_option(nullptr, LDAP_OPT_PROTOCOL_VERSION, &version);
+    RunWithoutNameServers([] {
+      int version = 0;
+      ldap_get_option(nullptr, LDAP_OPT_PROTOCOL_VERSION, &version);
+    });
   });
 }
 

@@ -18,6 +18,11 @@ constexpr std::uint8_t kUnbindRequest = 0x42;
 constexpr std::uint8_t kAbandonRequest = 0x50;
 constexpr int kUnsolicited = 0;
 
+// SEQUENCE with a length, INTEGER, tag.
+constexpr std::size_t kMaxLengthBytes = 8;
+constexpr std::size_t kMaxIdBytes = 4;
+constexpr std::size_t kMaxHeader = 2 + kMaxLengthBytes + 2 + kMaxIdBytes + 1;
+
 bool IsLastAnswer(std::uint8_t operation) {
   return operation != LDAP_RES_SEARCH_ENTRY && operation != LDAP_RES_SEARCH_REFERENCE &&
          operation != LDAP_RES_INTERMEDIATE;
@@ -39,12 +44,11 @@ struct MessageGate::Header {
   bool lengthKnown = false;
   std::size_t size = 0;    // of the bytes before the contents
   std::size_t length = 0;  // of the contents
+  std::size_t end = 0;     // of what was looked at, once complete
   int id = 0;
   std::uint8_t operation = 0;
 
   static Header Parse(std::string_view bytes) {
-    constexpr std::size_t kMaxLengthBytes = 8;
-    constexpr std::size_t kMaxIdBytes = 4;
     Header header;
     const auto at = [&](std::size_t index) { return static_cast<std::uint8_t>(bytes[index]); };
     if (!bytes.empty() && at(0) != kSequence) return header.Malformed();
@@ -64,6 +68,7 @@ struct MessageGate::Header {
     if (bytes.size() < header.size + 2 + idBytes + 1) return header;
     header.id = static_cast<int>(Number(bytes.substr(header.size + 2, idBytes)));
     header.operation = at(header.size + 2 + idBytes);
+    header.end = header.size + 2 + idBytes + 1;
     header.state = State::kComplete;
     return header;
   }
@@ -142,10 +147,14 @@ bool MessageGate::Pass(std::string_view bytes) {
       if (left_ == 0 && !End()) return false;
       continue;
     }
-    start_ += bytes.front();
-    bytes.remove_prefix(1);
+    const std::size_t known = start_.size();
+    start_.append(bytes.substr(0, kMaxHeader - known));
     const Header header = Header::Parse(start_);
     if (header.state == Header::State::kMalformed || !Begin(header)) return false;
+    if (header.state == Header::State::kPartial) return true;
+    bytes.remove_prefix(header.end - known);
+    start_.clear();
+    if (left_ == 0 && !End()) return false;
   }
   return true;
 }
@@ -157,15 +166,14 @@ bool MessageGate::Begin(const Header& header) {
     return Refuse("The server sends a message of " + std::to_string(header.length) +
                   " bytes; the limit is " + std::to_string(limits_.message) + ".");
   }
-  const std::size_t here = start_.size() - header.size;
-  if (header.state != Header::State::kComplete) return here < header.length;
+  if (header.state == Header::State::kPartial) return start_.size() - header.size < header.length;
+  const std::size_t here = header.end - header.size;
   if (here > header.length) return false;
   length_ = header.length;
   left_ = header.length - here;
   id_ = header.id;
   operation_ = header.operation;
-  start_.clear();
-  return left_ > 0 || End();
+  return true;
 }
 
 // libldap keeps a message for a request under way, and one for nobody in particular; others it

@@ -59,17 +59,17 @@ void KeepThisLibraryLoaded() {
   static_cast<void>(dlopen(library.dli_fname, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE));
 }
 
-// The signals of the process are for the threads of the program.
-std::thread StartWithoutSignals(const std::shared_ptr<Question>& question) {
+// Signals of the process are for the threads of the program. Not joinable: no thread is left.
+std::thread StartWithoutSignals(std::function<void()> function) {
   sigset_t all;
   sigset_t before;
   sigfillset(&all);
   pthread_sigmask(SIG_SETMASK, &all, &before);
   std::thread thread;
   try {
-    thread = std::thread(Answer, question);
+    thread = std::thread(std::move(function));
   } catch (const std::system_error&) {
-    // Too many threads; the caller sees that there is none.
+    thread = {};
   }
   pthread_sigmask(SIG_SETMASK, &before, nullptr);
   return thread;
@@ -96,7 +96,7 @@ AddressList LookUp(const std::string& host, std::uint16_t port, Patience patienc
   question->host = host;
   question->port = portText;
   question->resolver = resolver;
-  std::thread thread = StartWithoutSignals(question);
+  std::thread thread = StartWithoutSignals([question] { Answer(question); });
   if (!question->answered || !thread.joinable()) {
     if (thread.joinable()) thread.join();
     reason = "no thread or descriptor is left to look up the name";
@@ -113,6 +113,18 @@ AddressList LookUp(const std::string& host, std::uint16_t port, Patience patienc
   thread.join();
   if (question->result != 0) reason = ReasonOf(question->result, question->systemError);
   return std::move(question->addresses);
+}
+
+void RunWithoutNameServers(const std::function<void()>& function) {
+  std::thread thread = StartWithoutSignals([&] {
+    if (res_init() == 0) _res.nscount = 0;
+    function();
+  });
+  if (thread.joinable()) {
+    thread.join();
+  } else {
+    function();
+  }
 }
 
 }  // namespace zorvan::platform::posix

@@ -19,4 +19,7 @@ using Resolver = std::function<int(const char* host, const char* port, const add
 AddressList LookUp(const std::string& host, std::uint16_t port, Patience patience,
                    std::string& reason, const Resolver& resolver = getaddrinfo);
 
+// Runs a function to its end in a thread whose resolver knows no name server.
+void RunWithoutNameServers(const std::function<void()>& function);
+
 }  // namespace zorvan::platform::posix

@@ -175,21 +175,28 @@ TEST_F(HandlerInitializationTest, JudgesTheLengthOfCredentialsThatAreUsedOnly) {
   }
 }
 
-// Keeps the terms that the platform is given.
-class Observer : public platform::CallObserver {
- public:
-  bool IsCancelled() override {
-    ++asked;
-    return cancelled;
+TEST_F(HandlerInitializationTest, StopsWithoutAnErrorWhenTheCallerWantsNoMore) {
+  support::ScriptedObserver observer;
+  properties.domainControllers = {u"dc1", u"dc2"};
+  for (platform::HResult result : {platform::kCancelled, platform::kServerDown}) {
+    for (bool cancelled : {true, false}) {
+      handler.emplace(platform, log);
+      handler->observer = &observer;
+      observer.cancelled = cancelled;
+      script.binds.clear();
+      script.servers[u"dc1"] = result;
+      script.servers[u"dc2"] = platform::kServerDown;
+      errors.entries.clear();
+      EXPECT_FALSE(InitializeHandler(*handler, properties, errors));
+      const bool walksOn = !cancelled && result == platform::kServerDown;
+      EXPECT_EQ(script.binds.size(), walksOn ? 2U : 1U);
+      EXPECT_EQ(errors.entries.size(), cancelled ? 0U : 1U);
+    }
   }
-  void Notify(const platform::Notice&) override {}
-
-  bool cancelled = false;
-  int asked = 0;
-};
+}
 
 TEST_F(HandlerInitializationTest, GivesThePlatformTheTermsOfTheCall) {
-  Observer observer;
+  support::ScriptedObserver observer;
   handler.emplace(platform, log);
   handler->observer = &observer;
   properties.allowNtlm = u"True";

@@ -92,5 +92,31 @@ TEST_F(PagedSearchTest, AsksTheListenerBeforeEveryRowOfTheDirectoryAlsoWhenNoneI
   EXPECT_TRUE(listener.rows.empty());
 }
 
+TEST_F(PagedSearchTest, EndsQuietlyWhenTheCallerWantsNoMoreAndKeepsTheRowInHand) {
+  AddUsers(3);
+  support::ScriptedObserver observer;
+  handler.observer = &observer;
+  std::uint32_t seen = 0;
+  const RowSelection second = {{}, [&](platform::DirectorySearch&) {
+                                 observer.cancelled = ++seen == 2;
+                                 return true;
+                               }};
+  SearchOutcome outcome = Stream(second);
+  EXPECT_EQ(outcome.result, platform::kOk);
+  EXPECT_EQ(outcome.rows, 1U);
+  EXPECT_EQ(listener.rows.size(), 1U) << "the second row may lack what was no longer read";
+
+  script.Fail(Call::kNextRow, platform::kCancelled);
+  EXPECT_EQ(Stream().result, platform::kOk);
+  EXPECT_EQ(log.Count(u"broke off"), 0U);
+  observer.cancelled = false;
+  EXPECT_EQ(Stream().result, platform::kCancelled) << "not the caller's doing";
+  script.Fail(Call::kExecute, platform::kCancelled);
+  EXPECT_EQ(Stream().result, platform::kCancelled);
+  observer.cancelled = true;
+  EXPECT_EQ(Stream().result, platform::kOk);
+  EXPECT_EQ(log.Count(u"800704c7"), 2U) << "failures in the log";
+}
+
 }  // namespace
 }  // namespace zorvan::directory

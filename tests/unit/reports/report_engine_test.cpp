@@ -79,6 +79,23 @@ TEST_F(ReportEngineTest, AFailedBindIsOneErrorAndNoRow) {
   EXPECT_TRUE(script.searches.empty());
 }
 
+TEST_F(ReportEngineTest, WhatTheCallerEndedIsNoErrorOfTheReport) {
+  support::ScriptedObserver observer;
+  handler.observer = &observer;
+  observer.cancelled = true;
+  script.servers[u"dc1.example.com"] = platform::kCancelled;
+  Run("GetEnabledAccounts");
+  EXPECT_EQ(errors.entries, Entries());
+  EXPECT_EQ(log.Count(u"800704c7"), 0U);
+  script.servers.clear();
+  script.Fail(Call::kExecute, platform::kCancelled);
+  Run("GetEnabledAccounts");
+  EXPECT_EQ(errors.entries, Entries());
+  observer.cancelled = false;
+  Run("GetEnabledAccounts");
+  ExpectOneError(u"SEVERE 800704c7 halden.reports.native.failure.authentication");
+}
+
 TEST_F(ReportEngineTest, ASearchThatBreaksOffNeverPassesForAWholeOne) {
   script.Fail(Call::kNextRow, platform::kServerDown, {}, 3);
   Run("GetUsers");

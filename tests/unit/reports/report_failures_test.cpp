@@ -116,7 +116,8 @@ TEST_P(ReportFailures, NoFailingCallLosesAnythingSilently) {
 
 INSTANTIATE_TEST_SUITE_P(Codes, ReportFailures,
                          testing::Values(platform::kServerDown, platform::kNoReadPermission,
-                                         platform::kAccessDenied, platform::kUnexpected));
+                                         platform::kAccessDenied, platform::kUnexpected,
+                                         platform::kCancelled));
 
 }  // namespace
 }  // namespace zorvan::reports

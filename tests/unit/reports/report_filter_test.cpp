@@ -10,7 +10,7 @@ namespace {
 std::optional<std::u16string> Build(std::string_view method,
                                     const std::vector<ReportArgument>& arguments) {
   const ReportDefinition* report = FindReport(method);
-  return report == nullptr ? u"no such report" : BuildFilter(*report, arguments, 0);
+  return report == nullptr ? u"no such report" : report->makeFilter(*report, arguments, 0);
 }
 
 TEST(ReportFilter, ConvertsTimesToWholeSecondsSince1601) {

@@ -1,6 +1,7 @@
 package com.velmora.tesk.zorvan.cli;
 
 import com.velmora.tesk.zorvan.common.server.ReportCatalogue;
+import com.velmora.tesk.zorvan.common.server.ReportCatalogue.Place;
 import com.velmora.tesk.zorvan.common.server.ReportCatalogue.Report;
 import java.util.ArrayList;
 import java.util.List;
@@ -34,9 +35,6 @@ import picocli.CommandLine.Parameters;
       "of the rows or of their values, because of an error on the way or Ctrl-C."
     })
 final class ReportCommand implements Callable<Integer> {
-  // The one report whose objects live outside the domain's own naming context.
-  private static final String SUBNETS = "GetAllSubnets";
-
   private final Surroundings surroundings;
   private final Supplier<ReportCatalogue> catalogue;
   private final ReportSource source;
@@ -82,7 +80,8 @@ final class ReportCommand implements Callable<Integer> {
     try (Connection open = connection.open(surroundings, output.quiet)) {
       List<Object> values =
           arguments.parse(report, parameters, open.servers().stream().findFirst());
-      String base = report.name().equals(SUBNETS) ? open.configurationBase() : open.domainBase();
+      String base =
+          report.place() == Place.CONFIGURATION ? open.configurationBase() : open.domainBase();
       return RowRun.run(
           surroundings,
           interruption,

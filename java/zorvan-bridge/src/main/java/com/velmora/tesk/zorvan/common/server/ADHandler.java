@@ -168,19 +168,13 @@ public class ADHandler {
   /**
    * Streams the objects below a container that match a filter.
    *
-   * <p>Each row is one object: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
    * @param containerDn the container searched, its subtree included
    * @param filter an LDAP filter; the lenient spellings that directory clients accept, such as
    *     {@code (!manager=*)} or {@code objectClass=user}, are accepted here too
-   * @param attributes the attributes each row shall hold, in the order they are read
    * @param listener takes the rows; asked after each row whether the search shall end, so that at
    *     least one row is delivered
    * @param errors takes one {@code SEVERE} entry when no controller answers or the credentials are
    *     refused; a container that cannot be opened and a malformed filter are only logged
-   * @return always null
    */
   public native Object GetObjects(
       Properties settings,
@@ -196,16 +190,19 @@ public class ADHandler {
    * Streams all users. Machine-trust accounts are left out, here and in the other user reports
    * unless they say otherwise.
    *
-   * <p>Each row is one user: for every attribute asked for that the object has, a list of its
-   * values as text.
+   * <p>All reports take their first four arguments and the last one alike and return null; their
+   * own parameters stand between the listener and the error list. A time is a {@code long},
+   * milliseconds since 1970-01-01 UTC, of which whole seconds count, or a {@code String} in
+   * generalized time, UTC ({@code 20240131000000.0Z}). A controller is the host name of the one
+   * that is asked, for attributes that are not replicated; null or empty means the controller of
+   * the connection.
    *
    * @param settings the domain and how to reach it, see {@link DomainSettings}
    * @param baseDn the container searched, its subtree included
    * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
+   * @param listener takes a row for each object; asked before each row whether the report shall end
    * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
+   *     refused or the base cannot be opened, and one entry when the rows are not all there are
    */
   public native Object GetUsers(
       Properties settings,
@@ -214,20 +211,7 @@ public class ADHandler {
       NativeListener listener,
       NativeError errors);
 
-  /**
-   * Streams the users whose account is enabled.
-   *
-   * <p>Each row is one user: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
-   */
+  /** Streams the users whose account is enabled. */
   public native Object GetEnabledAccounts(
       Properties settings,
       String baseDn,
@@ -238,17 +222,6 @@ public class ADHandler {
   /**
    * Streams the users whose account is disabled. All users are read and those whose {@code
    * userAccountControl} has bit 2 are kept.
-   *
-   * <p>Each row is one user: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
    */
   public native Object GetDisabledAccounts(
       Properties settings,
@@ -260,17 +233,6 @@ public class ADHandler {
   /**
    * Streams the users who must log on with a smart card. All users are read and those whose {@code
    * userAccountControl} has bit 0x40000 are kept.
-   *
-   * <p>Each row is one user: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
    */
   public native Object GetSmartCardEnabledUsers(
       Properties settings,
@@ -282,17 +244,6 @@ public class ADHandler {
   /**
    * Streams the users to whom dial-in access is allowed. That is {@code msNPAllowDialin} true;
    * users left to the network policy are in neither dial-in report.
-   *
-   * <p>Each row is one user: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
    */
   public native Object GetDialInAccessAllowedUsers(
       Properties settings,
@@ -301,20 +252,7 @@ public class ADHandler {
       NativeListener listener,
       NativeError errors);
 
-  /**
-   * Streams the users to whom dial-in access is denied. That is {@code msNPAllowDialin} false.
-   *
-   * <p>Each row is one user: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
-   */
+  /** Streams the users to whom dial-in access is denied. That is {@code msNPAllowDialin} false. */
   public native Object GetDialInAccessDeniedUsers(
       Properties settings,
       String baseDn,
@@ -324,17 +262,6 @@ public class ADHandler {
 
   /**
    * Streams the users who may have an empty password. That is {@code userAccountControl} bit 32.
-   *
-   * <p>Each row is one user: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
    */
   public native Object GetPwdNotRequiredUsers(
       Properties settings,
@@ -345,17 +272,6 @@ public class ADHandler {
 
   /**
    * Streams the users whose password never expires. That is {@code userAccountControl} bit 65536.
-   *
-   * <p>Each row is one user: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
    */
   public native Object GetPwdNeverExpireUsers(
       Properties settings,
@@ -367,17 +283,6 @@ public class ADHandler {
   /**
    * Streams the users who must change their password at the next logon. That is {@code pwdLastSet}
    * 0. Machine-trust accounts are included.
-   *
-   * <p>Each row is one user: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
    */
   public native Object GetMustChangePwdUsers(
       Properties settings,
@@ -386,20 +291,7 @@ public class ADHandler {
       NativeListener listener,
       NativeError errors);
 
-  /**
-   * Streams the users who have a logon script.
-   *
-   * <p>Each row is one user: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
-   */
+  /** Streams the users who have a logon script. */
   public native Object GetUsersWithScriptPath(
       Properties settings,
       String baseDn,
@@ -407,20 +299,7 @@ public class ADHandler {
       NativeListener listener,
       NativeError errors);
 
-  /**
-   * Streams the users who have no logon script.
-   *
-   * <p>Each row is one user: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
-   */
+  /** Streams the users who have no logon script. */
   public native Object GetUsersWithoutScriptPath(
       Properties settings,
       String baseDn,
@@ -428,20 +307,7 @@ public class ADHandler {
       NativeListener listener,
       NativeError errors);
 
-  /**
-   * Streams the users who manage somebody. That is, {@code directReports} is not empty.
-   *
-   * <p>Each row is one user: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
-   */
+  /** Streams the users who manage somebody. That is, {@code directReports} is not empty. */
   public native Object GetAllManagerUsers(
       Properties settings,
       String baseDn,
@@ -449,20 +315,7 @@ public class ADHandler {
       NativeListener listener,
       NativeError errors);
 
-  /**
-   * Streams the users who have no manager.
-   *
-   * <p>Each row is one user: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
-   */
+  /** Streams the users who have no manager. */
   public native Object GetUnManagedUsers(
       Properties settings,
       String baseDn,
@@ -473,17 +326,7 @@ public class ADHandler {
   /**
    * Streams the users who report to one manager.
    *
-   * <p>Each row is one user: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
    * @param managerDn distinguished name of the manager
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
    */
   public native Object GetManagerBasedUsers(
       Properties settings,
@@ -496,17 +339,6 @@ public class ADHandler {
   /**
    * Streams the users who belong to no group but Domain Users. The primary group is Domain Users
    * and {@code memberOf} is empty.
-   *
-   * <p>Each row is one user: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
    */
   public native Object GetUsersOfDomainUsersGroupOnly(
       Properties settings,
@@ -518,17 +350,7 @@ public class ADHandler {
   /**
    * Streams the users who are restricted to workstations, one given workstation not among them.
    *
-   * <p>Each row is one user: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
    * @param workstation name of one workstation, as in {@code userWorkstations}
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
    */
   public native Object GetLogonRestrictionUsers(
       Properties settings,
@@ -541,18 +363,7 @@ public class ADHandler {
   /**
    * Streams the users created since a time.
    *
-   * <p>Each row is one user: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param createdSince earliest {@code whenCreated}, generalized time in UTC ({@code
-   *     yyyyMMddHHmmss.0Z})
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
+   * @param createdSince earliest {@code whenCreated}
    */
   public native Object GetRecentlyCreatedUsers(
       Properties settings,
@@ -565,18 +376,7 @@ public class ADHandler {
   /**
    * Streams the users modified since a time.
    *
-   * <p>Each row is one user: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param modifiedSince earliest {@code whenChanged}, generalized time in UTC ({@code
-   *     yyyyMMddHHmmss.0Z})
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
+   * @param modifiedSince earliest {@code whenChanged}
    */
   public native Object GetRecentlyModifiedUsers(
       Properties settings,
@@ -589,17 +389,7 @@ public class ADHandler {
   /**
    * Streams the users whose password changed after a time.
    *
-   * <p>Each row is one user: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param changedSince start of the period, milliseconds since 1970-01-01 UTC; whole seconds count
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
+   * @param changedSince start of the period
    */
   public native Object GetRecentlyPwdChangedUsers(
       Properties settings,
@@ -613,18 +403,7 @@ public class ADHandler {
    * Streams the users whose password has not changed since a time. Users who must change their
    * password at the next logon are left out.
    *
-   * <p>Each row is one user: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param unchangedSince start of the period, milliseconds since 1970-01-01 UTC; whole seconds
-   *     count
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
+   * @param unchangedSince start of the period
    */
   public native Object GetRecentlyPwdUnChangedUsers(
       Properties settings,
@@ -638,20 +417,10 @@ public class ADHandler {
    * Streams the users whose password expires soon. The caller works out the two bounds from the
    * domain's maximum password age. Passwords that never expire are left out.
    *
-   * <p>Each row is one user: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
    * @param setAfter passwords set later than this, milliseconds since 1970-01-01 UTC: now less the
    *     maximum password age
    * @param setUpTo passwords set no later than this, milliseconds since 1970-01-01 UTC: {@code
    *     setAfter} plus the length of the coming period
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
    */
   public native Object GetSoonToPasswordExpireUsers(
       Properties settings,
@@ -667,18 +436,8 @@ public class ADHandler {
    * maximum password age. Passwords that never expire, and users who must change theirs, are left
    * out.
    *
-   * <p>Each row is one user: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
    * @param pwdSetUpTo passwords set no later than this have expired, milliseconds since 1970-01-01
    *     UTC: now less the maximum password age
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
    */
   public native Object GetPasswordExpiredUsers(
       Properties settings,
@@ -691,20 +450,7 @@ public class ADHandler {
   /**
    * Streams the users who gave a wrong password since a time, as one domain controller saw it.
    *
-   * <p>Each row is one user: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param controller host name of the domain controller that is asked: the attributes tested are
-   *     not replicated
-   * @param badLogonSince start of the period, milliseconds since 1970-01-01 UTC; whole seconds
-   *     count
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
+   * @param badLogonSince start of the period
    */
   public native Object GetRecentlyBadLoginUsers(
       Properties settings,
@@ -719,20 +465,7 @@ public class ADHandler {
    * Streams the users who have not logged on since a time, as one domain controller saw it. Both
    * {@code lastLogon} and {@code lastLogonTimestamp} must be absent or old.
    *
-   * <p>Each row is one user: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param controller host name of the domain controller that is asked: the attributes tested are
-   *     not replicated
-   * @param inactiveSince no logon after this, milliseconds since 1970-01-01 UTC; whole seconds
-   *     count
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
+   * @param inactiveSince no logon after this
    */
   public native Object GetInActiveUsers(
       Properties settings,
@@ -746,20 +479,7 @@ public class ADHandler {
   /**
    * Streams the users who have logged on since a time, as one domain controller saw it.
    *
-   * <p>Each row is one user: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param controller host name of the domain controller that is asked: the attributes tested are
-   *     not replicated
-   * @param loggedOnSince start of the period, milliseconds since 1970-01-01 UTC; whole seconds
-   *     count
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
+   * @param loggedOnSince start of the period
    */
   public native Object GetRecentlyLoggedOnUsers(
       Properties settings,
@@ -770,22 +490,7 @@ public class ADHandler {
       long loggedOnSince,
       NativeError errors);
 
-  /**
-   * Streams the users who have never logged on, as one domain controller saw it.
-   *
-   * <p>Each row is one user: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param controller host name of the domain controller that is asked: the attributes tested are
-   *     not replicated
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
-   */
+  /** Streams the users who have never logged on, as one domain controller saw it. */
   public native Object GetNeverLoggedInUsers(
       Properties settings,
       String baseDn,
@@ -794,20 +499,7 @@ public class ADHandler {
       String controller,
       NativeError errors);
 
-  /**
-   * Streams the users whose account never expires.
-   *
-   * <p>Each row is one user: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
-   */
+  /** Streams the users whose account never expires. */
   public native Object GetAccountNeverExpiredUsers(
       Properties settings,
       String baseDn,
@@ -815,20 +507,7 @@ public class ADHandler {
       NativeListener listener,
       NativeError errors);
 
-  /**
-   * Streams the users whose account has expired by now. The clock is that of this machine.
-   *
-   * <p>Each row is one user: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
-   */
+  /** Streams the users whose account has expired by now. The clock is that of this machine. */
   public native Object GetAccountExpiredUsers(
       Properties settings,
       String baseDn,
@@ -839,18 +518,8 @@ public class ADHandler {
   /**
    * Streams the users whose account expired within a period.
    *
-   * <p>Each row is one user: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param expiredSince start of the period, milliseconds since 1970-01-01 UTC; whole seconds count
+   * @param expiredSince start of the period
    * @param expiredUntil end of the period, milliseconds since 1970-01-01 UTC, normally now
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
    */
   public native Object GetRecentlyExpiredUsers(
       Properties settings,
@@ -864,19 +533,9 @@ public class ADHandler {
   /**
    * Streams the users whose account expires within a coming period.
    *
-   * <p>Each row is one user: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
    * @param expiresAfter start of the period, exclusive, milliseconds since 1970-01-01 UTC, normally
    *     now
    * @param expiresUntil end of the period, milliseconds since 1970-01-01 UTC
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
    */
   public native Object GetSoonToExpireUsers(
       Properties settings,
@@ -887,20 +546,7 @@ public class ADHandler {
       long expiresUntil,
       NativeError errors);
 
-  /**
-   * Streams the printers published in the directory.
-   *
-   * <p>Each row is one printer: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
-   */
+  /** Streams the printers published in the directory. */
   public native Object GetAllPrinters(
       Properties settings,
       String baseDn,
@@ -915,15 +561,11 @@ public class ADHandler {
    * object still has, a list of its values as text. Deletion takes most attributes away; {@code
    * sAMAccountName}, {@code objectSid}, {@code whenChanged} and {@code lastKnownParent} stay.
    *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
    * @param baseDn not used: deleted objects lie in one container of their domain
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
    * @param changedSince earliest {@code whenChanged}, which is when the object was deleted unless
-   *     it was changed after that, generalized time in UTC ({@code yyyyMMddHHmmss.0Z})
+   *     it was changed after that
    * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
    *     refused or the container cannot be read
-   * @return always null
    */
   public native Object GetRecentlyDeletedUsers(
       Properties settings,
@@ -938,17 +580,6 @@ public class ADHandler {
    * for by the names {@code tsProfilePath}, {@code tsHomeDir}, {@code tsAllowLogon} and so on;
    * {@code sAMAccountName} must stand before them in the attribute list. Machine-trust accounts are
    * included.
-   *
-   * <p>Each row is one user: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
    */
   public native Object GetUsersTerminalServiceProperties(
       Properties settings,
@@ -959,20 +590,7 @@ public class ADHandler {
 
   // ---- Reports: computers ----
 
-  /**
-   * Streams all computers.
-   *
-   * <p>Each row is one computer: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
-   */
+  /** Streams all computers. */
   public native Object GetAllComputers(
       Properties settings,
       String baseDn,
@@ -980,20 +598,39 @@ public class ADHandler {
       NativeListener listener,
       NativeError errors);
 
-  /**
-   * Streams the computers that have a manager. That is, {@code managedBy} is set.
-   *
-   * <p>Each row is one computer: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
-   */
+  /** Streams the domain controllers: {@code userAccountControl} has bit 0x2000. */
+  public native Object GetDomainControllerObjects(
+      Properties settings,
+      String baseDn,
+      ArrayList<String> attributes,
+      NativeListener listener,
+      NativeError errors);
+
+  /** Streams the workstations and member servers: {@code userAccountControl} has bit 0x1000. */
+  public native Object GetComputerObjects(
+      Properties settings,
+      String baseDn,
+      ArrayList<String> attributes,
+      NativeListener listener,
+      NativeError errors);
+
+  /** Streams the computers trusted for delegation: {@code userAccountControl} has bit 0x80000. */
+  public native Object GetTrustedObjects(
+      Properties settings,
+      String baseDn,
+      ArrayList<String> attributes,
+      NativeListener listener,
+      NativeError errors);
+
+  /** Streams the disabled computers: {@code userAccountControl} has bit 2. */
+  public native Object GetDisabledObjects(
+      Properties settings,
+      String baseDn,
+      ArrayList<String> attributes,
+      NativeListener listener,
+      NativeError errors);
+
+  /** Streams the computers that have a manager. That is, {@code managedBy} is set. */
   public native Object GetManagedComputers(
       Properties settings,
       String baseDn,
@@ -1001,20 +638,7 @@ public class ADHandler {
       NativeListener listener,
       NativeError errors);
 
-  /**
-   * Streams the computers that have no manager.
-   *
-   * <p>Each row is one computer: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
-   */
+  /** Streams the computers that have no manager. */
   public native Object GetUnManagedComputers(
       Properties settings,
       String baseDn,
@@ -1025,18 +649,7 @@ public class ADHandler {
   /**
    * Streams the computers created since a time.
    *
-   * <p>Each row is one computer: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param createdSince earliest {@code whenCreated}, generalized time in UTC ({@code
-   *     yyyyMMddHHmmss.0Z})
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
+   * @param createdSince earliest {@code whenCreated}
    */
   public native Object GetRecentlyCreatedComputers(
       Properties settings,
@@ -1049,18 +662,7 @@ public class ADHandler {
   /**
    * Streams the computers modified since a time.
    *
-   * <p>Each row is one computer: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param modifiedSince earliest {@code whenChanged}, generalized time in UTC ({@code
-   *     yyyyMMddHHmmss.0Z})
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
+   * @param modifiedSince earliest {@code whenChanged}
    */
   public native Object GetRecentlyModifiedComputers(
       Properties settings,
@@ -1077,15 +679,11 @@ public class ADHandler {
    * object still has, a list of its values as text. Deletion takes most attributes away; {@code
    * sAMAccountName}, {@code objectSid}, {@code whenChanged} and {@code lastKnownParent} stay.
    *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
    * @param baseDn not used: deleted objects lie in one container of their domain
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
    * @param changedSince earliest {@code whenChanged}, which is when the object was deleted unless
-   *     it was changed after that, generalized time in UTC ({@code yyyyMMddHHmmss.0Z})
+   *     it was changed after that
    * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
    *     refused or the container cannot be read
-   * @return always null
    */
   public native Object GetRecentlyDeletedComputers(
       Properties settings,
@@ -1099,18 +697,8 @@ public class ADHandler {
    * Streams the computers that have not changed their password since a time. A computer in use
    * changes it every 30 days unless told otherwise.
    *
-   * <p>Each row is one computer: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
    * @param passwordUnchangedSince computer password not changed after this, milliseconds since
    *     1970-01-01 UTC
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
    */
   public native Object GetInActiveComputers(
       Properties settings,
@@ -1124,20 +712,7 @@ public class ADHandler {
    * Streams the computers that have not logged on since a time, as one domain controller saw it.
    * Both {@code lastLogon} and {@code lastLogonTimestamp} must be absent or old.
    *
-   * <p>Each row is one computer: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param controller host name of the domain controller that is asked: the attributes tested are
-   *     not replicated
-   * @param inactiveSince no logon after this, milliseconds since 1970-01-01 UTC; whole seconds
-   *     count
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
+   * @param inactiveSince no logon after this
    */
   public native Object GetInActiveObjects(
       Properties settings,
@@ -1151,20 +726,10 @@ public class ADHandler {
   /**
    * Streams the computers with one operating system and service pack.
    *
-   * <p>Each row is one computer: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
    * @param operatingSystem value of {@code operatingSystem}, for example {@code Windows Server 2022
    *     Standard}
    * @param servicePack beginning of {@code operatingSystemServicePack}; empty for computers that
    *     have none
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
    */
   public native Object GetOSBasedComputers(
       Properties settings,
@@ -1177,20 +742,7 @@ public class ADHandler {
 
   // ---- Reports: mail ----
 
-  /**
-   * Streams the users who have a mailbox.
-   *
-   * <p>Each row is one user: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
-   */
+  /** Streams the users who have a mailbox. */
   public native Object GetMailBoxEnabledUsers(
       Properties settings,
       String baseDn,
@@ -1198,20 +750,7 @@ public class ADHandler {
       NativeListener listener,
       NativeError errors);
 
-  /**
-   * Streams the users who have no mailbox.
-   *
-   * <p>Each row is one user: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
-   */
+  /** Streams the users who have no mailbox. */
   public native Object GetUsersWithoutMailBox(
       Properties settings,
       String baseDn,
@@ -1222,17 +761,6 @@ public class ADHandler {
   /**
    * Streams the users whose mail goes to an address outside. They have {@code mailNickname} and
    * {@code targetAddress}.
-   *
-   * <p>Each row is one user: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
    */
   public native Object GetMailEnabledUsers(
       Properties settings,
@@ -1241,20 +769,7 @@ public class ADHandler {
       NativeListener listener,
       NativeError errors);
 
-  /**
-   * Streams the groups that receive mail.
-   *
-   * <p>Each row is one group: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
-   */
+  /** Streams the groups that receive mail. */
   public native Object GetMailEnabledGroups(
       Properties settings,
       String baseDn,
@@ -1262,20 +777,7 @@ public class ADHandler {
       NativeListener listener,
       NativeError errors);
 
-  /**
-   * Streams the mailbox users whose web access is switched off.
-   *
-   * <p>Each row is one user: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
-   */
+  /** Streams the mailbox users whose web access is switched off. */
   public native Object GetOWADisabledUsers(
       Properties settings,
       String baseDn,
@@ -1283,20 +785,7 @@ public class ADHandler {
       NativeListener listener,
       NativeError errors);
 
-  /**
-   * Streams the mailbox users whose web access is not switched off.
-   *
-   * <p>Each row is one user: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
-   */
+  /** Streams the mailbox users whose web access is not switched off. */
   public native Object GetOWAEnabledUsers(
       Properties settings,
       String baseDn,
@@ -1304,20 +793,7 @@ public class ADHandler {
       NativeListener listener,
       NativeError errors);
 
-  /**
-   * Streams the mailbox users whose POP3 access is switched off.
-   *
-   * <p>Each row is one user: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
-   */
+  /** Streams the mailbox users whose POP3 access is switched off. */
   public native Object GetPOP3DisabledUsers(
       Properties settings,
       String baseDn,
@@ -1325,20 +801,7 @@ public class ADHandler {
       NativeListener listener,
       NativeError errors);
 
-  /**
-   * Streams the mailbox users whose POP3 access is not switched off.
-   *
-   * <p>Each row is one user: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
-   */
+  /** Streams the mailbox users whose POP3 access is not switched off. */
   public native Object GetPOP3EnabledUsers(
       Properties settings,
       String baseDn,
@@ -1346,20 +809,7 @@ public class ADHandler {
       NativeListener listener,
       NativeError errors);
 
-  /**
-   * Streams the mailbox users whose IMAP4 access is switched off.
-   *
-   * <p>Each row is one user: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
-   */
+  /** Streams the mailbox users whose IMAP4 access is switched off. */
   public native Object GetIMAP4DisabledUsers(
       Properties settings,
       String baseDn,
@@ -1367,20 +817,7 @@ public class ADHandler {
       NativeListener listener,
       NativeError errors);
 
-  /**
-   * Streams the mailbox users whose IMAP4 access is not switched off.
-   *
-   * <p>Each row is one user: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
-   */
+  /** Streams the mailbox users whose IMAP4 access is not switched off. */
   public native Object GetIMAP4EnabledUsers(
       Properties settings,
       String baseDn,
@@ -1388,20 +825,7 @@ public class ADHandler {
       NativeListener listener,
       NativeError errors);
 
-  /**
-   * Streams the mailbox users whose mobile browsing is switched off.
-   *
-   * <p>Each row is one user: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
-   */
+  /** Streams the mailbox users whose mobile browsing is switched off. */
   public native Object GetOMADisabledUsers(
       Properties settings,
       String baseDn,
@@ -1412,17 +836,6 @@ public class ADHandler {
   /**
    * Streams the mailbox users whose mobile browsing is not switched off. Only mailboxes without
    * {@code msExchVersion} count.
-   *
-   * <p>Each row is one user: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
    */
   public native Object GetOMAEnabledUsers(
       Properties settings,
@@ -1434,17 +847,6 @@ public class ADHandler {
   /**
    * Streams the mailbox users whose mobile synchronization is switched off. Only mailboxes with
    * {@code msExchVersion} count; system mailboxes are left out.
-   *
-   * <p>Each row is one user: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
    */
   public native Object GetSyncDisabledUsers(
       Properties settings,
@@ -1456,17 +858,6 @@ public class ADHandler {
   /**
    * Streams the mailbox users whose mobile synchronization is not switched off. Only mailboxes with
    * {@code msExchVersion} count; system mailboxes are left out.
-   *
-   * <p>Each row is one user: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
    */
   public native Object GetSyncEnabledUsers(
       Properties settings,
@@ -1478,17 +869,7 @@ public class ADHandler {
   /**
    * Streams the users whose mail is forwarded to one recipient.
    *
-   * <p>Each row is one user: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
    * @param forwardToDn distinguished name of the recipient that mail is forwarded to
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
    */
   public native Object GetForwardToBasedUsers(
       Properties settings,
@@ -1501,17 +882,7 @@ public class ADHandler {
   /**
    * Streams the users who have a proxy address with a given ending.
    *
-   * <p>Each row is one user: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
    * @param addressSuffix end of the proxy address, for example {@code @example.com}
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
    */
   public native Object GetProxyAddressBasedUsers(
       Properties settings,
@@ -1524,17 +895,7 @@ public class ADHandler {
   /**
    * Streams the groups that have a proxy address with a given ending.
    *
-   * <p>Each row is one group: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
    * @param addressSuffix end of the proxy address, for example {@code @example.com}
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
    */
   public native Object GetProxyAddressBasedGroups(
       Properties settings,
@@ -1544,20 +905,7 @@ public class ADHandler {
       String addressSuffix,
       NativeError errors);
 
-  /**
-   * Streams the users whose mailbox follows the storage limits of its store.
-   *
-   * <p>Each row is one user: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
-   */
+  /** Streams the users whose mailbox follows the storage limits of its store. */
   public native Object GetUsersWithDefaultStorageLimit(
       Properties settings,
       String baseDn,
@@ -1565,20 +913,7 @@ public class ADHandler {
       NativeListener listener,
       NativeError errors);
 
-  /**
-   * Streams the users whose mailbox has storage limits of its own.
-   *
-   * <p>Each row is one user: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
-   */
+  /** Streams the users whose mailbox has storage limits of its own. */
   public native Object GetUsersWithoutDefaultStorageLimit(
       Properties settings,
       String baseDn,
@@ -1586,20 +921,7 @@ public class ADHandler {
       NativeListener listener,
       NativeError errors);
 
-  /**
-   * Streams the mailbox users without a size limit of their own for sent messages.
-   *
-   * <p>Each row is one user: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
-   */
+  /** Streams the mailbox users without a size limit of their own for sent messages. */
   public native Object GetUsersWithDefaultSendingLimit(
       Properties settings,
       String baseDn,
@@ -1607,20 +929,7 @@ public class ADHandler {
       NativeListener listener,
       NativeError errors);
 
-  /**
-   * Streams the mailbox users with a size limit of their own for sent messages.
-   *
-   * <p>Each row is one user: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
-   */
+  /** Streams the mailbox users with a size limit of their own for sent messages. */
   public native Object GetUsersWithRestrictedSendingLimit(
       Properties settings,
       String baseDn,
@@ -1628,20 +937,7 @@ public class ADHandler {
       NativeListener listener,
       NativeError errors);
 
-  /**
-   * Streams the mail users without a size limit of their own for received messages.
-   *
-   * <p>Each row is one user: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
-   */
+  /** Streams the mail users without a size limit of their own for received messages. */
   public native Object GetUsersWithDefaultReceivingLimit(
       Properties settings,
       String baseDn,
@@ -1649,20 +945,7 @@ public class ADHandler {
       NativeListener listener,
       NativeError errors);
 
-  /**
-   * Streams the mail users with a size limit of their own for received messages.
-   *
-   * <p>Each row is one user: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
-   */
+  /** Streams the mail users with a size limit of their own for received messages. */
   public native Object GetUsersWithRestrictedReceivingLimit(
       Properties settings,
       String baseDn,
@@ -1670,20 +953,7 @@ public class ADHandler {
       NativeListener listener,
       NativeError errors);
 
-  /**
-   * Streams the mail users who accept or refuse mail from named senders only.
-   *
-   * <p>Each row is one user: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
-   */
+  /** Streams the mail users who accept or refuse mail from named senders only. */
   public native Object GetUsersWithMessageRestrictions(
       Properties settings,
       String baseDn,
@@ -1691,20 +961,7 @@ public class ADHandler {
       NativeListener listener,
       NativeError errors);
 
-  /**
-   * Streams the mail users who neither name senders to accept nor senders to refuse.
-   *
-   * <p>Each row is one user: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
-   */
+  /** Streams the mail users who neither name senders to accept nor senders to refuse. */
   public native Object GetUsersWithoutMessageRestrictions(
       Properties settings,
       String baseDn,
@@ -1712,20 +969,7 @@ public class ADHandler {
       NativeListener listener,
       NativeError errors);
 
-  /**
-   * Streams the mailbox users without a limit of their own on recipients.
-   *
-   * <p>Each row is one user: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
-   */
+  /** Streams the mailbox users without a limit of their own on recipients. */
   public native Object GetUsersWithDefaultRecipLimit(
       Properties settings,
       String baseDn,
@@ -1733,20 +977,7 @@ public class ADHandler {
       NativeListener listener,
       NativeError errors);
 
-  /**
-   * Streams the mailbox users with a limit of their own on recipients.
-   *
-   * <p>Each row is one user: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
-   */
+  /** Streams the mailbox users with a limit of their own on recipients. */
   public native Object GetUsersWithRestrictedRecipLimit(
       Properties settings,
       String baseDn,
@@ -1754,20 +985,7 @@ public class ADHandler {
       NativeListener listener,
       NativeError errors);
 
-  /**
-   * Streams the mail users hidden from the address lists.
-   *
-   * <p>Each row is one user: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
-   */
+  /** Streams the mail users hidden from the address lists. */
   public native Object GetUsersHideFromExchAddresslist(
       Properties settings,
       String baseDn,
@@ -1775,20 +993,7 @@ public class ADHandler {
       NativeListener listener,
       NativeError errors);
 
-  /**
-   * Streams the contacts that receive mail.
-   *
-   * <p>Each row is one contact: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
-   */
+  /** Streams the contacts that receive mail. */
   public native Object GetMailEnabledContacts(
       Properties settings,
       String baseDn,
@@ -1796,20 +1001,7 @@ public class ADHandler {
       NativeListener listener,
       NativeError errors);
 
-  /**
-   * Streams all contacts.
-   *
-   * <p>Each row is one contact: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
-   */
+  /** Streams all contacts. */
   public native Object GetAllContacts(
       Properties settings,
       String baseDn,
@@ -1822,17 +1014,6 @@ public class ADHandler {
   /**
    * Streams everything that holds accounts: organizational units, containers and the built-in
    * domain.
-   *
-   * <p>Each row is one container: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
    */
   public native Object GetOUs(
       Properties settings,
@@ -1841,20 +1022,7 @@ public class ADHandler {
       NativeListener listener,
       NativeError errors);
 
-  /**
-   * Streams all organizational units.
-   *
-   * <p>Each row is one organizational unit: for every attribute asked for that the object has, a
-   * list of its values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
-   */
+  /** Streams all organizational units. */
   public native Object GetAllOUs(
       Properties settings,
       String baseDn,
@@ -1862,20 +1030,7 @@ public class ADHandler {
       NativeListener listener,
       NativeError errors);
 
-  /**
-   * Streams the organizational units that have a group policy linked.
-   *
-   * <p>Each row is one organizational unit: for every attribute asked for that the object has, a
-   * list of its values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
-   */
+  /** Streams the organizational units that have a group policy linked. */
   public native Object GetGPOLinkedOUs(
       Properties settings,
       String baseDn,
@@ -1883,20 +1038,7 @@ public class ADHandler {
       NativeListener listener,
       NativeError errors);
 
-  /**
-   * Streams the organizational units that block the inheritance of group policies.
-   *
-   * <p>Each row is one organizational unit: for every attribute asked for that the object has, a
-   * list of its values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
-   */
+  /** Streams the organizational units that block the inheritance of group policies. */
   public native Object GetGPOBlockedInheritanceOUs(
       Properties settings,
       String baseDn,
@@ -1907,18 +1049,7 @@ public class ADHandler {
   /**
    * Streams the organizational units created since a time.
    *
-   * <p>Each row is one organizational unit: for every attribute asked for that the object has, a
-   * list of its values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param createdSince earliest {@code whenCreated}, generalized time in UTC ({@code
-   *     yyyyMMddHHmmss.0Z})
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
+   * @param createdSince earliest {@code whenCreated}
    */
   public native Object GetRecentlyCreatedOUs(
       Properties settings,
@@ -1931,18 +1062,7 @@ public class ADHandler {
   /**
    * Streams the organizational units modified since a time.
    *
-   * <p>Each row is one organizational unit: for every attribute asked for that the object has, a
-   * list of its values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param modifiedSince earliest {@code whenChanged}, generalized time in UTC ({@code
-   *     yyyyMMddHHmmss.0Z})
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
+   * @param modifiedSince earliest {@code whenChanged}
    */
   public native Object GetRecentlyModifiedOUs(
       Properties settings,
@@ -1954,20 +1074,7 @@ public class ADHandler {
 
   // ---- Reports: groups and sites ----
 
-  /**
-   * Streams all groups.
-   *
-   * <p>Each row is one group: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
-   */
+  /** Streams all groups. */
   public native Object GetAllGroups(
       Properties settings,
       String baseDn,
@@ -1975,20 +1082,7 @@ public class ADHandler {
       NativeListener listener,
       NativeError errors);
 
-  /**
-   * Streams all groups. The same objects as {@link #GetAllGroups}; both names are in use.
-   *
-   * <p>Each row is one group: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
-   */
+  /** Streams all groups. The same objects as {@link #GetAllGroups}; both names are in use. */
   public native Object GetGroups(
       Properties settings,
       String baseDn,
@@ -1996,20 +1090,7 @@ public class ADHandler {
       NativeListener listener,
       NativeError errors);
 
-  /**
-   * Streams the groups that have a manager. That is, {@code managedBy} is set.
-   *
-   * <p>Each row is one group: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
-   */
+  /** Streams the groups that have a manager. That is, {@code managedBy} is set. */
   public native Object GetManagedGroups(
       Properties settings,
       String baseDn,
@@ -2017,20 +1098,7 @@ public class ADHandler {
       NativeListener listener,
       NativeError errors);
 
-  /**
-   * Streams the groups that have no manager.
-   *
-   * <p>Each row is one group: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
-   */
+  /** Streams the groups that have no manager. */
   public native Object GetUnManagedGroups(
       Properties settings,
       String baseDn,
@@ -2041,17 +1109,6 @@ public class ADHandler {
   /**
    * Streams the subnets of the forest. They live in the configuration naming context, so the base
    * must lie there ({@code CN=Subnets,CN=Sites,CN=Configuration,...}).
-   *
-   * <p>Each row is one subnet: for every attribute asked for that the object has, a list of its
-   * values as text.
-   *
-   * @param settings the domain and how to reach it, see {@link DomainSettings}
-   * @param baseDn the container searched, its subtree included
-   * @param attributes the attributes each row shall hold, in the order they are read
-   * @param listener takes the rows; asked before each row whether the report shall end
-   * @param errors takes one {@code SEVERE} entry when no controller answers, the credentials are
-   *     refused or the base cannot be opened
-   * @return always null
    */
   public native Object GetAllSubnets(
       Properties settings,

@@ -1,6 +1,7 @@
 package com.velmora.tesk.zorvan.common.server;
 
 import com.fasterxml.jackson.annotation.JsonCreator;
+import com.fasterxml.jackson.annotation.JsonProperty;
 import com.fasterxml.jackson.databind.DeserializationFeature;
 import com.fasterxml.jackson.databind.json.JsonMapper;
 import java.io.FileNotFoundException;
@@ -33,7 +34,7 @@ public final class ReportCatalogue {
    * @param name the method of {@link ADHandler}
    * @param group what it reports about: users, computers, mail, ous, groups
    * @param title what it shows, in words
-   * @param deletedObjects whether it looks among the deleted objects instead of below a base
+   * @param place where it searches
    * @param parameters what it must be told besides the base and the attributes, in the order of the
    *     method's arguments
    * @param defaultColumns the attributes to show when nobody says which
@@ -42,7 +43,7 @@ public final class ReportCatalogue {
       String name,
       String group,
       String title,
-      boolean deletedObjects,
+      Place place,
       List<Parameter> parameters,
       List<String> defaultColumns) {
 
@@ -51,9 +52,23 @@ public final class ReportCatalogue {
       Objects.requireNonNull(name, "name");
       Objects.requireNonNull(group, "group");
       title = title == null ? name : title;
+      place = place == null ? Place.BASE : place;
       parameters = parameters == null ? List.of() : List.copyOf(parameters);
       defaultColumns = defaultColumns == null ? List.of() : List.copyOf(defaultColumns);
     }
+  }
+
+  /** Where a report searches. */
+  public enum Place {
+    /** Below the base that it is given. */
+    @JsonProperty("base")
+    BASE,
+    /** Among the deleted objects of the domain, whatever the base. */
+    @JsonProperty("deletedObjects")
+    DELETED_OBJECTS,
+    /** Below the base that it is given, which lies in the configuration of the forest. */
+    @JsonProperty("configuration")
+    CONFIGURATION
   }
 
   /**

@@ -23,7 +23,7 @@ class ReportCatalogueTest {
   private static final String SAMPLE =
       """
       [
-        {"name": "GetUsers", "group": "users", "title": "All users", "deletedObjects": false,
+        {"name": "GetUsers", "group": "users", "title": "All users", "place": "base",
          "parameters": [], "defaultColumns": ["cn", "mail"], "sinceVersion": 2},
         {"name": "GetInActiveUsers", "group": "users", "title": "Inactive users",
          "parameters": [

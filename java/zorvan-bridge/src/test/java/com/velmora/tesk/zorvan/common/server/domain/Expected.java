@@ -88,12 +88,14 @@ final class Expected {
     }
   }
 
-  /** The names of the objects that a report must show, without those of accounts in use. */
+  /** The names of the objects that a report must show. */
+  Set<String> all(String report) {
+    return read(report).stream().map(Ldif.Entry::dn).collect(Collectors.toSet());
+  }
+
+  /** The same without those of accounts in use. */
   Set<String> reported(String report) {
-    return read(report).stream()
-        .map(Ldif.Entry::dn)
-        .filter(dn -> !isInUse(dn))
-        .collect(Collectors.toSet());
+    return all(report).stream().filter(dn -> !isInUse(dn)).collect(Collectors.toSet());
   }
 
   /** The rows of a call by name, which must be those of a report; without accounts in use. */

@@ -75,6 +75,10 @@ record PlainReport(String name, String base, String filter, List<Object> argumen
       GetAllPrinters ; (objectClass=printQueue)
 
       GetAllComputers ; (&$COMPUTER)
+      GetDomainControllerObjects ; (&$COMPUTER(userAccountControl$BITS8192))
+      GetComputerObjects ; (&$COMPUTER(userAccountControl$BITS4096))
+      GetTrustedObjects ; (&$COMPUTER(userAccountControl$BITS524288))
+      GetDisabledObjects ; (&$COMPUTER(userAccountControl$BITS2))
       GetManagedComputers ; (&(objectCategory=computer)(managedBy=*))
       GetUnManagedComputers ; (&(objectCategory=computer)(!(managedBy=*)))
       GetRecentlyCreatedComputers ; (&$COMPUTER(whenCreated>=20200101000000.0Z)) ; 20200101000000.0Z
