@@ -176,4 +176,4 @@ class Run:
         others = [line for line in lines if line.startswith(("error:", "warning:"))]
         text = " ".join(reasons + [line for line in others if not reasons or line.startswith("warning")] or lines[-1:])
         text = text.replace(self.address, "ADDRESS").replace(str(self.folder) + "/", "")
-        return re.sub(r" in [\d.]+ s\b", "", text) or "the rows, all of them"
+        return re.sub(r" in [\d.]+ s\b", "", text) or ("the rows, all of them" if self.code == 0 else "(nothing)")
