@@ -79,7 +79,7 @@ class Run:
         case = self.case
         yield from [ZORVAN, "search", case.filter]
         yield from ["--attributes", "sAMAccountName,departmentNumber", "--format", "csv", "--domain", "zorvan.test"]
-        yield from LIMITS
+        yield from [] if "--connect-timeout" in case.options else LIMITS
         if case.server:
             yield from ["--server", self.fill(case.server)]
         if case.user:
@@ -117,7 +117,8 @@ class Run:
             for timer in timers:
                 timer.start()
             _, status, usage = os.wait4(process.pid, 0)
-            self.seconds = time.monotonic() - begin
+            self.end = time.monotonic()
+            self.seconds = self.end - begin
             timers[0].cancel()
         process.returncode = os.waitstatus_to_exitcode(status)
         self.code, self.memory = process.returncode, usage.ru_maxrss
@@ -133,6 +134,7 @@ class Run:
         while not self.case.servers[0].connections:
             time.sleep(0.05)
         time.sleep(self.case.interrupt)
+        self.interrupted = time.monotonic()
         process.send_signal(signal.SIGINT)
 
     def judge(self):
@@ -144,6 +146,8 @@ class Run:
             yield f"exit code {self.code}"
         if self.seconds > self.limit():
             yield f"it took {self.seconds:.1f} s, more than {self.limit():.1f} s"
+        if self.case.interrupt and self.end - self.interrupted > 2 + self.world.undisturbed:
+            yield f"it went on for {self.end - self.interrupted:.1f} s after Ctrl-C"
         if self.memory > MEMORY:
             yield f"it took {self.memory >> 10} MB"
         if not re.search(case.says, self.said, re.IGNORECASE):

@@ -1,5 +1,7 @@
 """Servers that do not end, and servers that end too soon: before the log-on, and after it."""
 
+import dataclasses
+
 from case import Case
 from cases_tls import LDAPS, TRUSTING
 from ldap_messages import done, entry, message, page_control
@@ -30,6 +32,8 @@ def before_log_on():
     yield asked("the bind is never answered", bind=silent)
     yield asked("the bind is answered a byte every half second", bind=slowly(answer))
     yield asked("a bind token of 1 GB", bind=declared(1 << 30))
+    held = Case("Ctrl-C while the log-on is held", [Talking(389, Directory(root=silent, bind=silent)), Relay(88)], (1, 3), "ctrl-c")
+    yield dataclasses.replace(held, interrupt=0.5, options=["--connect-timeout", "8s"])
 
 
 def after_log_on(world):
