@@ -7,7 +7,8 @@ from cases_tls import LDAPS, TRUSTING
 from ldap_messages import done, entry, message, page_control
 from planted import Listener, Relay, Talking
 from planted_ldap import (
-    ROWS, Directory, big_value, closing, cut_list, declared, empty_pages, flood, gone, half, referral, root, row, schema_silent, second, silent, slowly,
+    ROWS, Directory, big_value, closing, cut_list, declared, empty_pages, flood, forger, gone, half, referral, root, row,
+    schema_silent, second, silent, slowly,
 )  # fmt: skip
 
 SUBJECT = "Servers that hold, flood or stop"
@@ -25,15 +26,18 @@ def before_log_on():
     yield asked("before the log-on: a byte every half second", root=slowly(answer))
     yield asked("before the log-on: answers to other questions without end", root=flood(lambda _: message(99, row(1))))
     yield asked("before the log-on: entries without end", root=flood(lambda r: message(r.number, row(1))))
-    yield asked("before the log-on: values without end", root=flood(lambda r: message(r.number, entry("", cn=["x"] * 9999))))
+    values = flood(lambda r: message(r.number, entry("", cn=["x"] * 9999)))
+    yield asked("before the log-on: values without end", root=values)
     yield asked("before the log-on: a message of 1 GB, not sent", root=declared(1 << 30))
     yield asked("before the log-on: a message of 1 GB, sent", root=declared(1 << 30, fill=True))
-    yield asked("before the log-on: garbage", root=lambda c, _: (c.sendall(b"HTTP/1.1 400 Bad Request\r\n\r\n"), silent(c, _)))
+    yield asked("before the log-on: garbage", root=lambda c, r: (c.sendall(b"HTTP/1.1 400 Bad Request\r\n"), silent(c, r)))
     yield asked("the bind is never answered", bind=silent)
     yield asked("the bind is answered a byte every half second", bind=slowly(answer))
     yield asked("a bind token of 1 GB", bind=declared(1 << 30))
-    held = Case("Ctrl-C while the log-on is held", [Talking(389, Directory(root=silent, bind=silent)), Relay(88)], (1, 3), "ctrl-c")
-    yield dataclasses.replace(held, interrupt=0.5, options=["--connect-timeout", "8s"])
+    yield dataclasses.replace(
+        asked("Ctrl-C while the log-on is held", root=silent, bind=silent), codes=(1, 3), says="ctrl-c", interrupt=0.5,
+        options=["--connect-timeout", "8s"],
+    )  # fmt: skip
 
 
 def after_log_on(world):
@@ -41,7 +45,8 @@ def after_log_on(world):
 
     def certified(title, page=None, codes=(1, 3), says="", options=(), **more):
         server = Talking(636, Directory(**({"page": page} if page else {}), **more.pop("steps", {})), tls)
-        return Case(title, [server, *more.pop("more_servers", [])], codes, says, [*TRUSTING, *options], LDAPS, certified=True, **more)
+        servers = [server, *more.pop("more_servers", [])]
+        return Case(title, servers, codes, says, [*TRUSTING, *options], LDAPS, certified=True, **more)
 
     def no_control(connection, request):
         closing(done())(connection, request)
@@ -60,7 +65,7 @@ def after_log_on(world):
     yield certified("answers to other questions without end", half(flood(lambda _: message(99, row(1)))), (3,))
     yield certified("pages without rows, without end", empty_pages, says="page|cookie", options=limit)
     yield certified("the same cookie again and again", closing(done(), page_control(b"same")), (3,), "page|cookie")
-    yield certified("a paging control that cannot be decoded", closing(done(), page_control(b"", b"\x30\x84\x7f")), (1, 3))
+    yield certified("a paging control that cannot be decoded", closing(done(), page_control(b"", b"\x30\x84\x7f")))
     yield certified("a second page without a paging control", second(no_control), (3,))
     yield certified("an error in place of the second page", second(closing(done(1, "out of order"))), (3,), "out of order")
     yield certified("an unknown error code", second(closing(done(123, "nobody knows"))), (3,), "nobody knows")
@@ -71,8 +76,7 @@ def after_log_on(world):
     yield certified("a list of which the directory gives a part", cut_list, (3,), truth=['row00,"7; 70"'])
     elsewhere = Listener(3890)
     yield certified(
-        "a referral to a foreign host", lambda c, r: c.sendall(message(r.number, referral("ldap://forged.example:3890/"))), (1,),
-        "forged.example", check=lambda run: "the foreign host was asked" if elsewhere.connections else None,
+        "a referral to a foreign host", closing(referral("ldap://forged.example:3890/")), (1, 3), "forged.example", check=lambda run: "the foreign host was asked" if elsewhere.connections else None,
         more_servers=[elsewhere], hosts={"dc1.zorvan.test": "{at}", "forged.example": "{at}"},
     )  # fmt: skip
     yield certified("a value of 80 MB", big_value(80 << 20), slow=True)
@@ -90,9 +94,10 @@ def walk():
 
     yield then_good("first controller: nobody listens", [])
     yield then_good("first controller: silent, then a good one", [Talking(389, lambda c: silent(c, None))])
-    yield then_good("first controller: never answers the bind, then a good one", [Talking(389, Directory(bind=silent)), Relay(88)])
-    other = Directory(root=lambda c, r: c.sendall(message(r.number, root("dc9.other.test", "OTHER.TEST")) + message(r.number, done())))
-    yield then_good("first controller: of another domain, then a good one", [Talking(389, other), Relay(88)])
+    unanswered = [Talking(389, Directory(bind=silent)), Relay(88)]
+    yield then_good("first controller: never answers the bind, then a good one", unanswered)
+    other = [Talking(389, forger("dc9.other.test", "OTHER.TEST")), Relay(88)]
+    yield then_good("first controller: of another domain, then a good one", other)
     yield then_good("first controller: its KDC is closed, then a good one", [Relay(389)])
 
 

@@ -59,7 +59,8 @@ def cases(world):
     def touched(title, alter, codes=(1, 3), slow=False):
         return Case(title, [Relay(389, alter), Relay(88)], codes, filter=MANY_ROWS, slow=slow)
 
-    for name, act in [("cut", cut), ("one bit changed", garble), ("a byte lost", drop), ("a byte put in", insert), ("held", hold)]:
+    acts = {"cut": cut, "one bit changed": garble, "a byte lost": drop, "a byte put in": insert, "held": hold}
+    for name, act in acts.items():
         for share in (20, 60, 95):
             slow = share == 60 or act in (drop, insert)
             yield touched(f"{name} after {share} % of the bytes", after(world.genuine_bytes * share // 100, act), slow=slow)

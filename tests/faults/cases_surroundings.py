@@ -10,9 +10,11 @@ SUBJECT = "The surroundings"
 
 def services(world):
     silent = {"/etc/resolv.conf": "nameserver {at}\n"}
-    yield Case("DNS silent, server given as an address", [SilentDatagrams(53), Relay(389), Relay(88)], (0, 1), server="{at}", files=silent, hosts={}, within=3)
-    yield Case("DNS silent, server given by name", [SilentDatagrams(53)], says="name server", files=silent, hosts={})
-    yield Case("DNS silent, no server given", [SilentDatagrams(53)], (1, 2), "name server", server=None, files=silent, hosts={})
+    names = {"files": silent, "hosts": {}}
+    servers = [SilentDatagrams(53), Relay(389), Relay(88)]
+    yield Case("DNS silent, server given as an address", servers, (0,), server="{at}", within=3, **names)
+    yield Case("DNS silent, server given by name", [SilentDatagrams(53)], says="name server", **names)
+    yield Case("DNS silent, no server given", [SilentDatagrams(53)], (1, 2), "name server", server=None, **names)
     pipe = SilentPipe(world.folder / "winbind")
     yield Case(
         "NTLM beside a silent winbind, --allow-ntlm", [pipe, Relay(389)], (0, 1), options=["--allow-ntlm"], asked=False,
@@ -69,10 +71,11 @@ def still_private(run):
 
 def files():
     here = {"dc1.zorvan.test": "127.0.0.10"}
-    written = {"hosts": here, "out": "shared/rows.csv"}
-    yield Case("--out: links planted under its working names", codes=(0,), prepare=plant_links, check=victim_untouched, **written)
-    yield Case("--out: the file itself is a link", codes=(0, 1, 2), prepare=plant_target, check=victim_untouched, **written)
-    yield Case("--out: a file of mode 600 is replaced", codes=(0,), prepare=plant_private, check=still_private, **written)
+    written = {"hosts": here, "out": "shared/rows.csv", "check": victim_untouched}
+    yield Case("--out: links planted under its working names", codes=(0,), prepare=plant_links, **written)
+    yield Case("--out: the file itself is a link", codes=(0, 1, 2), prepare=plant_target, **written)
+    written["check"] = still_private
+    yield Case("--out: a file of mode 600 is replaced", codes=(0,), prepare=plant_private, **written)
 
 
 def cases(world):

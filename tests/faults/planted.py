@@ -85,8 +85,8 @@ class Talking(Listener):
 
 
 class Relay(Listener):
-    """Passes on to the genuine controller, and its answers back through `alter`: a function that makes, for one connection, a
-    function from a chunk of the answer to the bytes that are passed on. It may raise ConnectionError to cut."""
+    """Passes on to the genuine controller, and its answers back through what `alter` makes for each connection: a function from
+    a chunk of the answer to the bytes to pass on. It may raise ConnectionError to cut."""
 
     def __init__(self, port, alter=None, target="127.0.0.10"):
         super().__init__(port)

@@ -4,8 +4,8 @@ import time
 
 from kerberos_messages import Acceptor
 from ldap_messages import (
-    BIND, SEARCH, Request, bound, done, element, entry, message, octets, outcome, page_control, receive_exactly, receive_message,
-    sequence,
+    BIND, SEARCH, Request, bound, done, element, entry, message, octets, outcome, page_control, receive_exactly,
+    receive_message, sequence,
 )  # fmt: skip
 
 DOMAIN = "DC=zorvan,DC=test"
@@ -36,8 +36,8 @@ def rows(connection, number, first, last):
 
 
 class Directory:
-    """Steps: root(connection, request), bind, read (one object) and page (of the search). Bind may return another connection to
-    go on with."""
+    """Steps: root(connection, request), bind, read (one object) and page (of the search). Bind may return another
+    connection to go on with."""
 
     def __init__(self, **steps):
         self.steps = steps
@@ -95,11 +95,11 @@ class Sealed:
         self.connection.sendall(self.acceptor.wrap(data))
 
 
-def forger(host):
+def forger(host, realm="ZORVAN.TEST"):
     """Owns a service key, says so in its RootDSE, and shows rows of its own to whoever brings a ticket for it."""
 
     def tell(connection, request):
-        connection.sendall(message(request.number, root(host)) + message(request.number, done()))
+        connection.sendall(message(request.number, root(host, realm)) + message(request.number, done()))
 
     def bind(connection, request):
         acceptor = Acceptor()
