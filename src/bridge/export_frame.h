@@ -57,19 +57,20 @@ class ExportFrame {
   ExportFrame(JavaCall& java, const FrameTraits& traits, JavaListener listener, JavaErrors errors);
   ExportFrame(const ExportFrame&) = delete;
   ExportFrame& operator=(const ExportFrame&) = delete;
+  ~ExportFrame() { observer_.Detach(); }  // the platform closes after the handler has gone
 
   // False when the work routine must not run; the reason is logged and, if it is not Java's own
   // exception, in the error list.
   bool Begin(JavaSettings settings);
-  // Adds the one error entry of a call that was interrupted, so that a short result never passes
-  // for a whole one.
+  // Adds the error entry of an interrupted call, so that a short result never passes for a whole
+  // one.
   void End();
 
   JavaCall& java() { return java_; }
   call::NativeHandler& handler() { return handler_; }
   call::ErrorList& errors() { return errors_; }
   JavaObserver& observer() { return observer_; }
-  // The call has given something to Java, so that a failure leaves it short rather than empty.
+  // Remembers that Java has received rows, so that an interrupt is a warning: some of the result.
   void NoteDelivery() { delivered_ = true; }
 
  private:
@@ -99,7 +100,7 @@ struct CallObjects {
 template <typename Family, typename Routine>
 typename Family::Result RunExport(JNIEnv* env, const CallObjects& objects,
                                   Routine&& routine) noexcept {
-  // Held until the call ends, so that emptying the cache meanwhile takes nothing from it.
+  // Keeps the cache alive until the call ends, even when Java empties it meanwhile.
   const std::shared_ptr<const JavaClassCache> classes = UsableClassCache();
   if (classes == nullptr) return {};
   JavaCall java(env, *classes);

@@ -139,7 +139,7 @@ constexpr std::array kEntries{
     Method(&Cache::threadClass, &Cache::isInterrupted, "isInterrupted", "()Z", kOptional),
 };
 
-// What is in use, if anything. Never destroyed: other threads may still call when the process ends.
+// The cache in use, or null. Never destroyed: other threads may still call when the process ends.
 struct Current {
   std::mutex mutex;
   std::shared_ptr<const Cache> cache;
@@ -150,8 +150,7 @@ Current& TheCurrent() {
   return current;
 }
 
-// The one before goes when nobody holds the lock, as deleting references is the virtual machine's
-// work.
+// Releases the previous cache after the lock: that calls into the virtual machine.
 void Replace(std::shared_ptr<const Cache> cache) {
   Current& current = TheCurrent();
   const std::scoped_lock lock(current.mutex);
@@ -233,7 +232,7 @@ std::string NameOf(const Entry& entry) {
              : name;
 }
 
-// Without the means to tell Java, whoever watches the output must see why every call does nothing.
+// Standard error is the last resort: without a word nobody would know why every call does nothing.
 void TellMissing(JNIEnv* env, const Cache& cache, const std::string& name) {
   if (cache.missingMember == nullptr) {
     std::fprintf(stderr, "ZorvanSecurity: the Java classes lack %s, so no call can be made\n",
@@ -271,7 +270,7 @@ void InitializeClassIDs(JNIEnv* env) {
   for (const Entry& entry : kEntries) {
     const bool isClass = entry.kind == Kind::kClass;
     const bool found = isClass ? FillClass(env, *cache, entry) : FillMember(env, *cache, entry);
-    // A class that is missing says enough of its members.
+    // The name of a missing class covers its members.
     const bool alone = isClass || (*cache).*entry.owner != nullptr;
     if (!found && entry.message == nullptr && alone) missing.push_back(NameOf(entry));
   }

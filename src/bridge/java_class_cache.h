@@ -1,8 +1,8 @@
 // The Java classes and members that the library calls, resolved once for the whole process.
 //
 // Java fills the cache with InitializeClassIDs before any other native call and empties it with
-// CleanupClassIDs. A call holds the cache that it began with, so both may come while calls run:
-// those end as they began, and what the cache refers to is released with the last of them.
+// CleanupClassIDs. A call keeps the cache that it began with, so both are safe while calls run; the
+// last of those calls releases the references.
 #pragma once
 
 #include <jni.h>
@@ -11,8 +11,8 @@
 
 namespace zorvan::bridge {
 
-// Classes and the logger object are global references, deleted by whoever lets the cache go last;
-// that is a thread of the virtual machine.
+// Classes and the logger object are global references, which the destructor deletes. It must run on
+// a thread of the virtual machine.
 struct JavaClassCache {
   explicit JavaClassCache(JavaVM* virtualMachine) : machine(virtualMachine) {}
   JavaClassCache(const JavaClassCache&) = delete;
@@ -66,9 +66,9 @@ struct JavaClassCache {
   jmethodID isInterrupted = nullptr;
 };
 
-// Fills the cache. What cannot be found is left null, with a message on standard output for some
-// entries. What calls cannot do without is named to ADHandler.missingMember, or on standard error
-// where that is missing too. Filling it again replaces it.
+// Fills the cache. A missing entry is null; for some a message goes to standard output. The names
+// of required entries that are missing go to ADHandler.missingMember, or to standard error where
+// that method is missing too. Filling the cache again replaces it.
 void InitializeClassIDs(JNIEnv* env);
 
 // Empties the cache.

@@ -18,7 +18,7 @@ bool JavaObserver::IsCancelled() {
   const Clock::time_point now = Clock::now();
   if (now - asked_ < kShortestPause) return false;
   asked_ = now;
-  // A listener that has enough misses nothing, whoever interrupts besides.
+  // The listener comes first: one that has enough misses no row, interrupt or not.
   cancelled_ = ListenerHasEnough();
   if (!cancelled_) cancelled_ = interrupted_ = ThreadIsInterrupted();
   return cancelled_;
@@ -32,7 +32,7 @@ bool JavaObserver::ListenerHasEnough() {
   return enough;
 }
 
-// The thread's status stays set for the caller to see.
+// Leaves the interrupt status set for the caller to see.
 bool JavaObserver::ThreadIsInterrupted() {
   JNIEnv* env = java_.env();
   const JavaClassCache& classes = java_.classes();

@@ -1,5 +1,5 @@
-// The Java side of a call as adapters and work routines see it: whether it wants no more, and who
-// takes notices.
+// The Java side of a call as adapters and work routines see it: answers whether the caller wants no
+// more, and takes notices.
 #pragma once
 
 #include <jni.h>
@@ -15,17 +15,18 @@ namespace zorvan::bridge {
 
 class JavaObserver final : public platform::CallObserver, public call::NoticeList {
  public:
-  // listener may be null: then only an interrupt ends the call. errors may be null: notices are
-  // then lines of the log only.
+  // Without a listener (null) only an interrupt ends the call; without errors (null) notices are
+  // lines of the log only.
   JavaObserver(JavaCall& java, jobject listener, jobject errors)
       : java_(java), listener_(listener), errors_(errors), asked_(Clock::now()) {}
 
-  // The handler whose log takes the notices' lines; set before the call begins.
+  // The handler whose log takes the notices' lines, from before the call begins until it goes.
   void Attach(call::NativeHandler& handler) { handler_ = &handler; }
+  void Detach() { handler_ = nullptr; }
 
-  // Call before the call begins. A search delivers its first row to a listener that has enough from
-  // the start, so it asks such a listener now, and polling does not ask it again until it has
-  // changed its mind.
+  // Call this before the native call begins. A search delivers its first row even to a listener
+  // that has enough from the start, so it asks the listener now: a first answer of true cancels
+  // nothing.
   void Begin(directory::FirstAnswer firstAnswer);
 
   // Asks Java at most every kShortestPause. True as well once Java code has thrown.
@@ -39,7 +40,7 @@ class JavaObserver final : public platform::CallObserver, public call::NoticeLis
  private:
   using Clock = std::chrono::steady_clock;
 
-  // With one question in 200 ms, five a second are asked however the two fall together.
+  // Adapters ask at least every 200 ms, so Java still hears five questions a second.
   static constexpr std::chrono::milliseconds kShortestPause{100};
 
   bool ListenerHasEnough();

@@ -29,7 +29,7 @@ LocalRef<jobject> GetValue(JavaCall& java, jobject settings, jstring key) {
   return value;
 }
 
-// Straight into the text, as for a String.
+// Reads straight into the text, so that a password leaves no second copy.
 void CopyJavaCharacters(JavaCall& java, jcharArray array, std::optional<std::u16string>& text) {
   JNIEnv* env = java.env();
   const jsize length = env->GetArrayLength(array);
@@ -44,7 +44,7 @@ class SettingsReader {
   SettingsReader(JavaCall& java, NativeHandler& handler, jobject settings)
       : java_(java), handler_(handler), settings_(settings) {}
 
-  // Keys read from now on may be absent without a word; one of another class is counted.
+  // From now on an absent key gets no log line, and a value of another class is counted.
   void BeginOptional() { optional_ = true; }
   std::uint32_t wrongOptionals() const { return wrongOptionals_; }
 

@@ -38,8 +38,8 @@ std::vector<std::u16string> StringListToArray(JavaCall& java, call::NativeHandle
                                               jobject list);
 
 // Reads the domain settings key by key. A missing key is absent; so is a value of another class
-// than the key's, which is logged as a failure because somebody meant something by it. Among the
-// optional keys such a value is counted too, and fails the call. The password may be a char[].
+// than the key's, which is logged as a failure because somebody meant something by it. An optional
+// key of another class also fails the call. The password may be a char[].
 void ReadDomainProperties(JavaCall& java, call::NativeHandler& handler, jobject settings,
                           directory::DomainProperties& properties);
 

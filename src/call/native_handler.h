@@ -29,9 +29,9 @@ inline bool IsCancelled(const NativeHandler& handler) {
   return handler.observer != nullptr && handler.observer->IsCancelled();
 }
 
-// Whether a result is the end that the caller asked for. Work routines report it to nobody: the
-// frame knows whether the caller had enough, or was interrupted and must learn that rows are
-// missing.
+// Whether the call failed only because its caller cancelled it. Work routines add no error for such
+// a result: the frame knows whether the caller had enough or was interrupted, and reports the
+// interrupt.
 inline bool EndedByCaller(const NativeHandler& handler, platform::HResult result) {
   return result == platform::kCancelled && IsCancelled(handler);
 }

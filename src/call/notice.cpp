@@ -6,7 +6,7 @@
 namespace zorvan::call {
 namespace {
 
-// Formats take subject, detail and count, in this order.
+// Formats take subject, detail and count, in this order. A kind without a name is for the log only.
 struct Words {
   NoticeKind kind;
   std::string_view name;
@@ -22,6 +22,7 @@ constexpr std::array kWords{
     Words{NoticeKind::kTypesUnknown, "TypesUnknown",
           "The schema of %ws could not be read, so values of %ws are missing"},
     Words{NoticeKind::kReferralFollowed, "ReferralFollowed", "%ws was asked for at %ws"},
+    Words{NoticeKind::kLoggedOn, {}, "Logged on to %ws by %ws"},
 };
 
 }  // namespace
@@ -30,7 +31,7 @@ void AddNotice(NativeHandler& handler, NoticeList* list, const Notice& notice) {
   const auto* words = std::ranges::find(kWords, notice.kind, &Words::kind);
   if (words == kWords.end()) return;
   LogMessage(handler, kMilestone, words->format, notice.subject, notice.detail, notice.count);
-  if (list != nullptr) list->AddNotice(words->name, notice);
+  if (list != nullptr && !words->name.empty()) list->AddNotice(words->name, notice);
 }
 
 }  // namespace zorvan::call

@@ -50,7 +50,7 @@ bool IsLogonName(std::u16string_view distinguishedName) {
   return distinguishedName.find_first_of(u"\\@") != std::u16string_view::npos;
 }
 
-// What nobody uses is not judged: an account's real distinguished name may have any length.
+// Judges only the fields in use: the real distinguished name of an account may have any length.
 bool CredentialsFit(NativeHandler& handler, const DomainProperties& properties) {
   if (!IsTrue(properties.isAuthenticationRequired)) return true;
   const auto& name = properties.userDistinguishedName;
@@ -159,8 +159,9 @@ HResult Probe(NativeHandler& handler, const std::u16string& controller) {
   return BindObject(handler, path, search);
 }
 
-// Reads the optional keys into the terms of the call. A value that cannot be understood makes Read
-// false and is told to the log: a call must not run with weaker terms than its caller meant.
+// Reads the optional keys into the terms of the call. Read returns false, after a log line, for a
+// value that it does not understand: a call must never run with weaker terms than its caller asked
+// for.
 class TermsReader {
  public:
   TermsReader(NativeHandler& handler, const DomainProperties& properties)
@@ -173,7 +174,7 @@ class TermsReader {
     ReadPath("TRUSTED_AUTHORITIES", properties_.trustedAuthorities, terms.trustedAuthorities);
     ReadLimit("CONNECT_TIME_LIMIT", properties_.connectTimeLimit, terms.connect);
     ReadLimit("IDLE_TIME_LIMIT", properties_.idleTimeLimit, terms.idle);
-    // Zero is the word for no limit.
+    // Zero means no limit.
     if (properties_.callTimeLimit != 0) {
       ReadLimit("CALL_TIME_LIMIT", properties_.callTimeLimit, terms.call);
     }
@@ -194,7 +195,7 @@ class TermsReader {
     }
   }
 
-  // An empty path would stand for the system's authorities, which whoever sets this does not mean.
+  // Rejects an empty path, which an adapter would take for the system's authorities.
   void ReadPath(std::string_view key, const std::optional<std::u16string>& path,
                 std::u16string& term) {
     if (!path) return;

@@ -95,8 +95,7 @@ SearchOutcome StreamRows(NativeHandler& handler, DirectorySearch& search,
       LogRowName(handler, search);
       builder.getJNIColumnValues(search, row);
     }
-    // What a row needs beyond its own object is no longer read once the caller has cancelled, so
-    // the row may not be whole.
+    // Drop the row in hand when the caller has cancelled: its linked objects may be missing.
     if (call::IsCancelled(handler)) break;
     if (kept) {
       listener.AddRow(row);

@@ -36,8 +36,8 @@ struct RowSelection {
 };
 
 struct SearchOutcome {
-  // Why the search ended: the failure of ExecuteSearch or GetNextRow, or success, which it is too
-  // when the caller ended it.
+  // The failure of ExecuteSearch or GetNextRow that ended the search. Success also when the caller
+  // ended it.
   platform::HResult result = 0;
   std::uint32_t rows = 0;  // handed over
 };

@@ -14,11 +14,14 @@ namespace zorvan::support {
 
 class Listener {
  public:
-  explicit Listener(int backlog = 8, const char* host = "127.0.0.1")
+  explicit Listener(int backlog = 8, const char* host = "127.0.0.1", std::uint16_t port = 0)
       : socket_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
     sockaddr_in address{};
     address.sin_family = AF_INET;
+    address.sin_port = htons(port);
     inet_pton(AF_INET, host, &address.sin_addr);
+    const int again = 1;
+    setsockopt(socket_.get(), SOL_SOCKET, SO_REUSEADDR, &again, sizeof again);
     auto* generic = reinterpret_cast<sockaddr*>(&address);
     socklen_t size = sizeof address;
     if (bind(socket_.get(), generic, size) != 0 || listen(socket_.get(), backlog) != 0 ||

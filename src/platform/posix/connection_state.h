@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <optional>
+#include <string>
 #include <utility>
 
 #include "platform/posix/call_conditions.h"
@@ -41,6 +42,10 @@ struct ConnectionState {
   MessageGate gate;
   LdapHandle handle;  // goes before the transports that it uses
   ServerNames names;
+  // Who has proved to be the server: a Kerberos realm or the holder of a certificate. Empty:
+  // nobody.
+  std::string provenBy;
+  std::string forestKey;
   CallConditions conditions;
   Deadline openingEnds;  // the latest moment for the end of the log-on
   bool opened = false;   // the log-on is over

@@ -143,6 +143,7 @@ class KerberosHandle {
 
 using KerberosPrincipal = KerberosHandle<krb5_principal, krb5_free_principal>;
 using KerberosCache = KerberosHandle<krb5_ccache, krb5_cc_destroy>;
+using OpenKerberosCache = KerberosHandle<krb5_ccache, krb5_cc_close>;  // somebody else's
 using KerberosOptions = KerberosHandle<krb5_get_init_creds_opt*, krb5_get_init_creds_opt_free>;
 using KerberosLogonState = KerberosHandle<krb5_init_creds_context, krb5_init_creds_free>;
 using KerberosTicketState = KerberosHandle<krb5_tkt_creds_context, krb5_tkt_creds_free>;

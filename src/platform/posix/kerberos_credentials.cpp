@@ -3,18 +3,25 @@
 #include <strings.h>
 
 #include <algorithm>
-#include <array>
+#include <chrono>
 #include <cstdint>
-#include <cstring>
+#include <optional>
 #include <string_view>
 
+#include "platform/posix/kdc_silence.h"
+#include "platform/posix/kerberos_failure.h"
+#include "platform/posix/kerberos_profile.h"
+#include "platform/posix/kerberos_reply.h"
 #include "platform/posix/logon_failure.h"
+#include "platform/posix/logon_plan.h"
 
 namespace zorvan::platform::posix {
 namespace {
 
-constexpr std::size_t kLongestReply = 0x100000;
-constexpr int kMostExchanges = 16;
+using Clock = std::chrono::steady_clock;
+
+constexpr std::size_t kMaxReply = 0x100000;
+constexpr int kMaxExchanges = 16;
 
 std::string_view ViewOf(const krb5_data& data) {
   return data.length == 0 ? std::string_view() : std::string_view(data.data, data.length);
@@ -32,53 +39,7 @@ bool SameName(std::string_view left, std::string_view right) {
   return left.size() == right.size() && strncasecmp(left.data(), right.data(), left.size()) == 0;
 }
 
-// ---- The configuration, as a profile without a file
-
-// The library copies what it is given.
-long GetSetting(void*, const char* const* path, char*** values) {
-  constexpr std::array kOff{"dns_lookup_kdc", "dns_lookup_realm", "dns_canonicalize_hostname",
-                            "rdns"};
-  static char off[] = "false";
-  static char* offAlone[] = {off, nullptr};
-  const bool isDefault = path[0] != nullptr && path[1] != nullptr && path[2] == nullptr &&
-                         std::strcmp(path[0], "libdefaults") == 0;
-  if (!isDefault || std::ranges::none_of(
-                        kOff, [&](const char* name) { return std::strcmp(path[1], name) == 0; })) {
-    return PROF_NO_RELATION;
-  }
-  *values = offAlone;
-  return 0;
-}
-
-void LeaveSetting(void*, char**) {}
-
-krb5_error_code MakeContext(KerberosContext& context) {
-  profile_vtable functions{};
-  functions.minor_ver = 1;
-  functions.get_values = GetSetting;
-  functions.free_values = LeaveSetting;
-  KerberosProfile profile;
-  const long code = profile_init_vtable(&functions, nullptr, profile.Put());
-  if (code != 0) return static_cast<krb5_error_code>(code);
-  return krb5_init_context_profile(profile.get(), 0, context.Put());
-}
-
-// ---- What an error of the centre says
-
-// The NTSTATUS in the typed data of an error reply (KERB-ERROR-DATA of type 3 with a
-// KERB_EXT_ERROR: status, reserved, flags), zero without one.
-std::uint32_t StatusIn(std::string_view errorData) {
-  constexpr std::string_view kExtendedError("\xa1\x03\x02\x01\x03\xa2\x0e\x04\x0c", 9);
-  const std::size_t place = errorData.find(kExtendedError);
-  if (place == std::string_view::npos) return 0;
-  const std::string_view status = errorData.substr(place + kExtendedError.size());
-  if (status.size() < 12) return 0;
-  std::uint32_t value = 0;
-  for (std::size_t i = 4; i-- > 0;) value = value << 8 | static_cast<std::uint8_t>(status[i]);
-  return value;
-}
-
-// A refusal is about the name, the password or the state of the account, and the centre may have
+// A refusal is about the name, the password or the state of the account, and the KDC may have
 // counted it. Whatever else goes wrong says nothing about them.
 bool IsRefusal(krb5_error_code code) {
   switch (code) {
@@ -121,12 +82,12 @@ class KerberosCredentials::Session {
       : owner_(std::move(context)), context_(owner_.get()), client_(context_), cache_(context_) {}
 
   krb5_error_code LogOn(const KerberosLogon& logon);
+  krb5_error_code TakeOverCache(const std::string& realm, bool& elsewhere);
   krb5_error_code GetServiceTicket(const KerberosLogon& logon);
 
-  bool IsForeign(const KerberosLogon& logon) const;
-  ExtendedError Describe(krb5_error_code code) const;
+  HResult Describe(krb5_error_code code, const KerberosLogon& logon, ExtendedError& error) const;
   std::uint32_t status() const { return status_; }
-  krb5_error_code centreError() const { return centreError_; }
+  krb5_error_code kdcError() const { return kdcError_; }
 
   std::string cacheName;
   std::string service;
@@ -137,6 +98,7 @@ class KerberosCredentials::Session {
   krb5_error_code NameCache();
   krb5_error_code Ask(const KerberosLogon& logon, const krb5_data& realm, const krb5_data& request,
                       std::string& reply);
+  krb5_error_code JudgeReply(const KerberosLogon& logon, const std::string& reply);
   void NoteError(const std::string& reply);
   template <typename Step>
   krb5_error_code Converse(const KerberosLogon& logon, const Step& step);
@@ -145,13 +107,13 @@ class KerberosCredentials::Session {
   krb5_context context_;
   KerberosPrincipal client_;
   KerberosCache cache_;
-  krb5_error_code centreError_ = 0;  // of the last reply
+  krb5_error_code kdcError_ = 0;  // of the last reply
   std::uint32_t status_ = 0;
-  std::string transportReason_;
+  std::string reason_;  // why the last reply could not be had or used
 };
 
-// A name with a domain before it belongs to that realm; the centre knows its own by the flat name
-// too. A principal name is looked up by the centre.
+// A name with a domain before it belongs to that realm; the KDC knows its own by the flat name too.
+// A principal name is looked up by the KDC.
 krb5_error_code KerberosCredentials::Session::MakeClient(const KerberosLogon& logon) {
   const std::string& realm = logon.name.domain.empty() ? logon.realm : logon.name.domain;
   const krb5_error_code code =
@@ -171,6 +133,9 @@ krb5_error_code KerberosCredentials::Session::LogOn(const KerberosLogon& logon) 
   krb5_get_init_creds_opt_set_canonicalize(options.get(), 1);
   krb5_get_init_creds_opt_set_forwardable(options.get(), 0);
   krb5_get_init_creds_opt_set_proxiable(options.get(), 0);
+  const auto types = KeyTypes(logon.allowRc4);
+  krb5_get_init_creds_opt_set_etype_list(options.get(), const_cast<krb5_enctype*>(types.data()),
+                                         static_cast<int>(types.size()));
 
   KerberosLogonState state(context_);
   code = krb5_init_creds_init(context_, client_.get(), nullptr, nullptr, 0, options.get(),
@@ -186,6 +151,19 @@ krb5_error_code KerberosCredentials::Session::LogOn(const KerberosLogon& logon) 
   if (code == 0) code = krb5_cc_initialize(context_, cache_.get(), ticket->client);
   if (code == 0) code = krb5_cc_store_cred(context_, cache_.get(), ticket.get());
   return code != 0 ? code : krb5_copy_principal(context_, ticket->client, client_.Put());
+}
+
+// A copy, because the process's own cache is not ours to fill.
+krb5_error_code KerberosCredentials::Session::TakeOverCache(const std::string& realm,
+                                                            bool& elsewhere) {
+  OpenKerberosCache ofProcess(context_);
+  krb5_error_code code = krb5_cc_default(context_, ofProcess.Put());
+  if (code == 0) code = krb5_cc_get_principal(context_, ofProcess.get(), client_.Put());
+  elsewhere = code != 0 || !SameName(ViewOf(client_->realm), realm);
+  if (elsewhere) return code;
+  code = krb5_cc_new_unique(context_, "MEMORY", nullptr, cache_.Put());
+  if (code == 0) code = krb5_cc_initialize(context_, cache_.get(), client_.get());
+  return code != 0 ? code : krb5_cc_copy_creds(context_, ofProcess.get(), cache_.get());
 }
 
 krb5_error_code KerberosCredentials::Session::GetServiceTicket(const KerberosLogon& logon) {
@@ -228,7 +206,7 @@ krb5_error_code KerberosCredentials::Session::Converse(const KerberosLogon& logo
                                                        const Step& step) {
   static_assert(KRB5_INIT_CREDS_STEP_FLAG_CONTINUE == KRB5_TKT_CREDS_STEP_FLAG_CONTINUE);
   std::string reply;
-  for (int exchange = 0; exchange < kMostExchanges; ++exchange) {
+  for (int exchange = 0; exchange < kMaxExchanges; ++exchange) {
     krb5_data input = DataOf(reply);
     KerberosData request(context_);
     KerberosData realm(context_);
@@ -244,7 +222,7 @@ krb5_error_code KerberosCredentials::Session::Converse(const KerberosLogon& logo
   return KRB5_GET_IN_TKT_LOOP;
 }
 
-// Only this server is asked. It is the centre of its own realm, which the flat name of the domain
+// Only this server is asked. It is the KDC of its own realm, which the flat name of the domain
 // stands for too; a referral elsewhere is not followed.
 krb5_error_code KerberosCredentials::Session::Ask(const KerberosLogon& logon,
                                                   const krb5_data& realm, const krb5_data& request,
@@ -252,12 +230,41 @@ krb5_error_code KerberosCredentials::Session::Ask(const KerberosLogon& logon,
   const std::string_view asked = ViewOf(realm);
   if (!SameName(asked, logon.realm) && !SameName(asked, logon.name.domain))
     return KRB5_REALM_UNKNOWN;
-  const Deadline deadline = std::chrono::steady_clock::now() + logon.timeLimit;
-  transportReason_.clear();
-  const FileDescriptor connection = ConnectTcp(logon.centre, deadline, transportReason_);
-  if (connection && ExchangeFramed(connection.get(), request.data, request.length, kLongestReply,
-                                   deadline, reply, transportReason_)) {
+  if (logon.patience.Verdict() == kCancelled) {
+    reason_ = "the caller gave up";
+    return KRB5_KDC_UNREACH;
+  }
+  if (WasSilent(logon.kdc, Clock::now())) {
+    reason_ = "it did not answer a short while ago";
+    return KRB5_KDC_UNREACH;
+  }
+  const Deadline silent = Clock::now() + kKdcPatience;
+  const Patience patience = logon.patience.Until(silent);
+  reason_.clear();
+  const FileDescriptor connection = ConnectTcp(logon.kdc, patience, reason_);
+  const bool answered = connection && ExchangeFramed(connection.get(), request.data, request.length,
+                                                     kMaxReply, patience, reply, reason_);
+  if (!answered) {
+    if (Clock::now() >= silent) RememberSilence(logon.kdc, Clock::now());
+    return KRB5_KDC_UNREACH;
+  }
+  return JudgeReply(logon, reply);
+}
+
+// The library cannot be interrupted, so it gets only what it can work on in no time.
+krb5_error_code KerberosCredentials::Session::JudgeReply(const KerberosLogon& logon,
+                                                         const std::string& reply) {
+  const std::optional<std::uint32_t> iterations = KeyIterationsIn(reply);
+  if (iterations && *iterations <= kMaxKeyIterations && Succeeded(logon.patience.Verdict()))
     return 0;
+  if (!iterations) {
+    reason_ = "its answer is of another protocol";
+  } else if (*iterations > kMaxKeyIterations) {
+    reason_ = "it asks for " + std::to_string(*iterations) +
+              " iterations to make the password's key, more than the " +
+              std::to_string(kMaxKeyIterations) + " allowed";
+  } else {
+    reason_ = "no ticket within the time limit";
   }
   return KRB5_KDC_UNREACH;
 }
@@ -266,54 +273,75 @@ krb5_error_code KerberosCredentials::Session::Ask(const KerberosLogon& logon,
 void KerberosCredentials::Session::NoteError(const std::string& reply) {
   constexpr char kErrorTag = 0x7e;
   status_ = 0;
-  centreError_ = 0;
+  kdcError_ = 0;
   const krb5_data data = DataOf(reply);
   KerberosError error(context_);
   if (reply.front() != kErrorTag || krb5_rd_error(context_, &data, error.Put()) != 0) return;
-  centreError_ = static_cast<krb5_error_code>(KRB5KDC_ERR_NONE + static_cast<long>(error->error));
-  status_ = StatusIn(ViewOf(error->e_data));
+  kdcError_ = static_cast<krb5_error_code>(KRB5KDC_ERR_NONE + static_cast<long>(error->error));
+  status_ = StatusInErrorData(ViewOf(error->e_data));
 }
 
-// Whether the name says that the user is of another domain. A flat name need not be the first part
-// of the realm, so a domain that is not known here is taken for another one.
-bool KerberosCredentials::Session::IsForeign(const KerberosLogon& logon) const {
-  const std::string_view realm = logon.realm;
-  return !logon.name.domain.empty() && !SameName(logon.name.domain, realm) &&
-         !SameName(logon.name.domain, realm.substr(0, realm.find('.')));
-}
-
-ExtendedError KerberosCredentials::Session::Describe(krb5_error_code code) const {
-  KerberosMessage message(context_);
-  *message.Put() = krb5_get_error_message(context_, code);
-  std::u16string text = u"Kerberos: " + ToUtf16(message.get());
-  if (!transportReason_.empty()) text += u" (" + ToUtf16(transportReason_) + u")";
-  return {0, text};
+HResult KerberosCredentials::Session::Describe(krb5_error_code code, const KerberosLogon& logon,
+                                               ExtendedError& error) const {
+  std::string detail = reason_;
+  if (code == KRB5KDC_ERR_S_PRINCIPAL_UNKNOWN) {
+    for (const std::string& name : logon.services) {
+      if (!detail.empty()) detail += ", ";
+      detail += name;
+    }
+  }
+  return KerberosFailure(context_, code, detail, error);
 }
 
 KerberosCredentials::KerberosCredentials() = default;
 KerberosCredentials::~KerberosCredentials() = default;
 
-KerberosOutcome KerberosCredentials::Acquire(const KerberosLogon& logon, ExtendedError& error) {
+KerberosOutcome KerberosCredentials::Acquire(const KerberosLogon& logon, HResult& result,
+                                             ExtendedError& error) {
+  result = kUnexpected;
   KerberosContext context;
-  if (MakeContext(context) != 0) {
-    error = {0, u"Kerberos cannot be used in this process."};
-    return KerberosOutcome::kUnavailable;
+  if (MakeKerberosContext(logon.allowRc4, context) != 0) {
+    error = {CodeOf(result), u"Kerberos cannot be used in this process."};
+    return KerberosOutcome::kFailed;
   }
   session_ = std::make_unique<Session>(std::move(context));
 
   krb5_error_code code = session_->LogOn(logon);
-  // The library has words of its own for some failures; what the centre said counts.
-  if (code != 0 && IsRefusal(session_->centreError())) code = session_->centreError();
-  const bool unknownElsewhere =
-      code == KRB5KDC_ERR_C_PRINCIPAL_UNKNOWN && session_->IsForeign(logon);
-  if (IsRefusal(code) && !unknownElsewhere) {
+  // The library has words of its own for some failures; what the KDC said counts.
+  if (code != 0 && code != KRB5_KDC_UNREACH && session_->kdcError() != 0 &&
+      session_->kdcError() != KRB5KDC_ERR_PREAUTH_REQUIRED) {
+    code = session_->kdcError();
+  }
+  if (IsRefusal(code)) {
+    result = kLogonFailure;
     error = LogonFailure(ReasonFor(code, session_->status()));
+    const std::string foreign = ForeignDomain(logon.name, logon.realm);
+    if (code == KRB5KDC_ERR_C_PRINCIPAL_UNKNOWN && !foreign.empty()) {
+      error.text += u" " + ToUtf16(logon.realm) + u" knows no such account in the domain " +
+                    ToUtf16(foreign) + u".";
+    }
     return KerberosOutcome::kRefused;
   }
   if (code == 0) code = session_->GetServiceTicket(logon);
   if (code == 0) return KerberosOutcome::kReady;
-  error = session_->Describe(code);
-  return KerberosOutcome::kUnavailable;
+  result = session_->Describe(code, logon, error);
+  return KerberosOutcome::kFailed;
+}
+
+KerberosOutcome KerberosCredentials::AcquireAsProcess(const KerberosLogon& logon, HResult& result,
+                                                      ExtendedError& error) {
+  result = JudgeProcessIdentity(error);
+  if (result == kNoLogonSession) return KerberosOutcome::kElsewhere;
+  KerberosContext context;
+  if (Failed(result) || krb5_init_context(context.Put()) != 0) return KerberosOutcome::kFailed;
+  session_ = std::make_unique<Session>(std::move(context));
+  bool elsewhere = false;
+  krb5_error_code code = session_->TakeOverCache(logon.realm, elsewhere);
+  if (elsewhere) return KerberosOutcome::kElsewhere;
+  if (code == 0) code = session_->GetServiceTicket(logon);
+  if (code == 0) return KerberosOutcome::kReady;
+  result = session_->Describe(code, logon, error);
+  return KerberosOutcome::kFailed;
 }
 
 const std::string& KerberosCredentials::cacheName() const { return session_->cacheName; }

@@ -100,6 +100,19 @@ HResult Connect(const Endpoint& endpoint, const CallConditions& conditions,
   return MakeHandle(endpoint, *state);
 }
 
+// The names that count are read under the protection of the log-on, or of a certificate that was
+// verified; before that they are asked for only where there is a use for them.
+HResult OpenAs(ConnectionState& state, const Endpoint& endpoint, bool tls, bool secure,
+               const Credentials& credentials, ExtendedError& error) {
+  LogOn logOn(state, endpoint, tls, secure, error);
+  const std::chrono::milliseconds limit = state.conditions.terms.connect;
+  HResult result = kOk;
+  if (logOn.NeedsServerNames()) result = ReadServerNames(state, limit, error);
+  if (Succeeded(result)) result = logOn.Bind(credentials);
+  if (Succeeded(result) && !tls) result = ReadServerNames(state, limit, error);
+  return result;
+}
+
 }  // namespace
 
 ExtendedError EndOfCall(HResult ended) {
@@ -211,13 +224,12 @@ HResult LdapConnection::Open(const Endpoint& endpoint, const Credentials& creden
   std::unique_ptr<ConnectionState> state;
   HResult result = Connect(endpoint, conditions, state, error);
   if (Succeeded(result) && tls) result = StartTls(*state, endpoint.host, error);
-  // The first answer belongs to reaching the server, and is given no more time.
-  if (Succeeded(result)) result = ReadServerNames(*state, conditions.terms.connect, error);
   if (Succeeded(result)) {
     const bool secure = (flags & kSecureAuthentication) != 0;
-    result = LogOn(*state, endpoint, tls, secure, error).Bind(credentials);
+    result = OpenAs(*state, endpoint, tls, secure, credentials, error);
   }
   if (Failed(result)) return OpeningFailure(state.get(), conditions, result, error);
+  NameForest(*state);
   error = {};
   state->opened = true;
   const std::size_t largest = conditions.terms.maxMessageBytes;
@@ -232,6 +244,8 @@ LdapConnection::~LdapConnection() = default;
 LDAP* LdapConnection::handle() const { return state_->handle.get(); }
 const ServerNames& LdapConnection::names() const { return state_->names; }
 Authentication LdapConnection::authentication() const { return state_->authentication; }
+const std::string& LdapConnection::forestKey() const { return state_->forestKey; }
+bool LdapConnection::hasProvenForest() const { return !state_->provenBy.empty(); }
 bool LdapConnection::broken() const { return state_->IsBroken(); }
 const ExtendedError& LdapConnection::failure() const { return state_->failure; }
 

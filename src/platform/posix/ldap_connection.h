@@ -25,7 +25,7 @@ struct Endpoint {
   std::uint16_t port = 389;
 };
 
-// What the root of the server's directory says of itself (readable before authentication).
+// What the root of the server's directory says of itself.
 struct ServerNames {
   std::string dnsHostName;  // "dc1.example.test"; empty when the server does not say
   std::string realm;        // "EXAMPLE.TEST"; empty when the server does not say
@@ -45,16 +45,17 @@ class LdapConnection {
   // Connects and authenticates.
   //
   // With kSecureAuthentication the bind is GSS-SPNEGO and everything after it is signed and sealed
-  // (inside TLS it is not, since servers refuse that). Kerberos comes first; NTLM is used only
-  // where Kerberos cannot be spoken, so that a wrong password is tried once. No user name means the
-  // Kerberos identity of the process. Without kSecureAuthentication it is a simple bind, anonymous
-  // without a user name, and a password is sent inside TLS only. An empty password with a user name
-  // is refused without asking the server.
+  // (inside TLS it is not, since servers refuse that). It is by Kerberos; NTLM is used only where
+  // what the caller gave rules Kerberos out, or the terms allow it (logon_plan.h). No user name
+  // means the Kerberos identity of the process. Without kSecureAuthentication it is a simple bind,
+  // anonymous without a user name, and a password is sent inside TLS only. An empty password with a
+  // user name is refused without asking the server.
   //
   // On failure connection stays empty and error has the reason: kServerDown for a host that is
-  // unknown, refuses, keeps silent or fails the TLS handshake; kLogonFailure with the Win32 code of
-  // the reason (1331: disabled) for a refused logon; kNoLogonSession when nobody is named and the
-  // process has no Kerberos identity.
+  // unknown, refuses, keeps silent, fails the TLS handshake or has no KDC that can be used;
+  // kLogonFailure with the Win32 code of the reason (1331: disabled) for a refused logon;
+  // kNoLogonSession when nobody is named and the process has no Kerberos identity; other results of
+  // KerberosFailure (kerberos_failure.h).
   static HResult Open(const Endpoint& endpoint, const Credentials& credentials, std::uint32_t flags,
                       std::unique_ptr<LdapConnection>& connection, ExtendedError& error,
                       const CallConditions& conditions = {});
@@ -68,8 +69,19 @@ class LdapConnection {
   // may still be queued here, and the library's own waiting knows neither the queue nor the time
   // limit.
   LDAP* handle() const;
+  // As the server gave them under the protection of the connection; what was said before the
+  // log-on is not kept. Of an anonymous connection without TLS anybody can have written them.
   const ServerNames& names() const;
   Authentication authentication() const;
+
+  // Stands for the forest and for who has proved that this server belongs to it: the Kerberos realm
+  // of its service, or the certificate of its host, with the names of the forest's root and schema.
+  // Two connections have the same key only when whatever the forest says holds for both. Where
+  // nobody has proved anything (anonymous without TLS; NTLM, which any member of a domain can
+  // answer), the key is that of this connection alone. Never empty.
+  const std::string& forestKey() const;
+  // Whether the key can come again, so that keeping something under it has a use.
+  bool hasProvenForest() const;
 
   // Waits for the next message of a request (messageId, or LDAP_RES_ANY). all is LDAP_MSG_ONE,
   // LDAP_MSG_ALL or LDAP_MSG_RECEIVED. The caller frees the message with ldap_msgfree. Gives up

@@ -23,6 +23,14 @@ struct LogonName {
     name.user = text;
     return name;
   }
+
+  // What the name says of the user's domain, before a backslash or behind an "@"; empty when it
+  // says nothing.
+  std::string_view StatedDomain() const {
+    if (!isPrincipalName) return domain;
+    const std::string_view whole = user;
+    return whole.substr(whole.rfind('@') + 1);
+  }
 };
 
 }  // namespace zorvan::platform::posix

@@ -1,7 +1,12 @@
 #include "platform/posix/root_dse.h"
 
+#include <algorithm>
 #include <array>
+#include <atomic>
+#include <cstdint>
+#include <iterator>
 #include <string>
+#include <utility>
 
 namespace zorvan::platform::posix {
 namespace {
@@ -19,6 +24,13 @@ std::string RealmOf(const std::string& serviceName) {
 }
 
 }  // namespace
+
+HResult NoAnswer(HResult awaited, ExtendedError& error) {
+  return ServerDown(awaited == kTimedOut
+                        ? "the server accepts connections but does not answer"
+                        : "the server closed the connection or speaks another protocol",
+                    error);
+}
 
 // The first answer of the server; it belongs to reaching it, and is given no more time.
 HResult ReadServerNames(ConnectionState& connection, std::chrono::milliseconds limit,
@@ -38,14 +50,12 @@ HResult ReadServerNames(ConnectionState& connection, std::chrono::milliseconds l
   if (result != LDAP_SUCCESS) return ServerDown("the connection was closed", error);
   LdapMessage answer;
   const HResult awaited = connection.Await(messageId, LDAP_MSG_ALL, limit, *answer.Put());
-  if (awaited == kTimedOut)
-    return ServerDown("the server accepts connections but does not answer", error);
-  if (Failed(awaited))
-    return ServerDown("the server closed the connection or speaks another protocol", error);
+  if (Failed(awaited)) return NoAnswer(awaited, error);
+  ServerNames& names = connection.names;
+  names = {};
   LDAPMessage* entry = ldap_first_entry(handle, answer.get());
   if (entry == nullptr) return kOk;  // a server that keeps its root to itself
 
-  ServerNames& names = connection.names;
   names.dnsHostName = FirstValue(handle, entry, "dnsHostName");
   names.realm = RealmOf(FirstValue(handle, entry, "ldapServiceName"));
   names.defaultNamingContext = FirstValue(handle, entry, "defaultNamingContext");
@@ -53,6 +63,23 @@ HResult ReadServerNames(ConnectionState& connection, std::chrono::milliseconds l
   names.schemaNamingContext = FirstValue(handle, entry, "schemaNamingContext");
   names.configurationNamingContext = FirstValue(handle, entry, "configurationNamingContext");
   return kOk;
+}
+
+void NameForest(ConnectionState& connection) {
+  if (connection.provenBy.empty()) {
+    static std::atomic<std::uint64_t> count = 0;
+    connection.forestKey = "connection " + std::to_string(++count);
+    return;
+  }
+  const ServerNames& names = connection.names;
+  std::string key = connection.provenBy;
+  for (const std::string* name : {&names.rootDomainNamingContext, &names.schemaNamingContext}) {
+    key += '\n';
+    std::ranges::transform(*name, std::back_inserter(key), [](char character) {
+      return character >= 'A' && character <= 'Z' ? static_cast<char>(character | 0x20) : character;
+    });
+  }
+  connection.forestKey = std::move(key);
 }
 
 }  // namespace zorvan::platform::posix

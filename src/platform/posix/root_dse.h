@@ -7,8 +7,15 @@
 
 namespace zorvan::platform::posix {
 
-// Reads the names into connection.names. Before the log-on anybody can have written the answer.
+// The failure of a server whose answer was awaited in vain, in words; awaited is what Await gave.
+HResult NoAnswer(HResult awaited, ExtendedError& error);
+
+// Reads the names into connection.names, in place of those that were there. Before the log-on, or
+// a verified certificate, anybody can have written the answer.
 HResult ReadServerNames(ConnectionState& connection, std::chrono::milliseconds limit,
                         ExtendedError& error);
+
+// Sets connection.forestKey from the names and from who has proved to be the server.
+void NameForest(ConnectionState& connection);
 
 }  // namespace zorvan::platform::posix

@@ -15,7 +15,6 @@ import java.nio.file.Path;
 import java.nio.file.StandardOpenOption;
 import java.nio.file.attribute.BasicFileAttributes;
 import java.util.Optional;
-import java.util.Set;
 
 /**
  * Where rows are written: standard output, or a file. A file is written under another name beside
@@ -62,7 +61,7 @@ final class OutputTarget {
     }
     if (Files.isSymbolicLink(file)) {
       throw new IOException(
-          named + " is a link, and links are not written through; name the file that is meant");
+          "it is a link, and links are not written through; name the file that is meant");
     }
     try {
       UnfinishedFile unfinished = UnfinishedFile.in(file.getParent());
@@ -91,7 +90,7 @@ final class OutputTarget {
       return Optional.empty();
     }
     if (UnfinishedFile.isOpenToAll(file.getParent()) && !belongsToUserOrSystem(file)) {
-      throw new IOException(file + " is another user's, in a folder that everybody can write to");
+      throw new IOException("it is another user's, in a folder that everybody can write to");
     }
     return Optional.of(
         Files.newOutputStream(file, StandardOpenOption.WRITE, LinkOption.NOFOLLOW_LINKS));
@@ -99,7 +98,7 @@ final class OutputTarget {
 
   private static boolean belongsToUserOrSystem(Path file) throws IOException {
     String owner = Files.getOwner(file, LinkOption.NOFOLLOW_LINKS).getName();
-    return Set.of("root", System.getProperty("user.name")).contains(owner);
+    return owner.equals("root") || owner.equals(System.getProperty("user.name"));
   }
 
   Writer writer() {

@@ -7,11 +7,14 @@ import static org.junit.jupiter.api.Assertions.assertThrows;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import java.io.IOException;
+import java.io.UncheckedIOException;
 import java.nio.file.Files;
 import java.nio.file.LinkOption;
 import java.nio.file.Path;
 import java.nio.file.attribute.PosixFilePermissions;
 import java.util.List;
+import java.util.concurrent.CompletableFuture;
+import java.util.concurrent.TimeUnit;
 import java.util.stream.Stream;
 import org.junit.jupiter.api.BeforeEach;
 import org.junit.jupiter.api.Test;
@@ -109,6 +112,26 @@ class OutputTargetTest {
     Path fresh = folder.resolve("fresh.csv");
     written(fresh).complete();
     assertEquals("rw-------", mode(fresh));
+  }
+
+  @Test
+  void thisUsersPipeIsWrittenToAsItIs() throws Exception {
+    Files.setPosixFilePermissions(folder, PosixFilePermissions.fromString("rwxrwxrwx"));
+    Path pipe = folder.resolve("pipe");
+    assertEquals(0, new ProcessBuilder("mkfifo", pipe.toString()).start().waitFor());
+    CompletableFuture<String> read =
+        CompletableFuture.supplyAsync(
+            () -> {
+              try {
+                return Files.readString(pipe);
+              } catch (IOException e) {
+                throw new UncheckedIOException(e);
+              }
+            });
+    OutputTarget target = written(pipe);
+    target.complete();
+    target.writer().close();
+    assertEquals("rows", read.get(10, TimeUnit.SECONDS));
   }
 
   @Test

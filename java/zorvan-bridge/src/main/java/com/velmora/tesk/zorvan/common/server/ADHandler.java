@@ -39,14 +39,15 @@ import java.util.logging.Logger;
  *       the thread that made it, before it returns.
  *   <li><b>Ending early</b>: {@link NativeListener#isCompleted()} is asked after each row, and
  *       several times a second while the call waits for the directory. When it answers true the
- *       call ends, and that is no error. An interrupt of the thread ends the call as soon, with an
- *       entry of the code {@code 800704c7}, for the rows are not all there are; the thread's
- *       interrupt status stays set. Whatever the listener, the error list or the log sink throws,
- *       an {@link OutOfMemoryError} included, ends the call too and reaches the caller. (On Windows
- *       the system's own client waits, so that a call ends when its answer has come.)
- *   <li><b>Limits</b>: a call ends by itself. A connection with its log-on takes 10 seconds at the
- *       most, a wait for one message 120 seconds, a message 64 MiB; settings change that, and can
- *       limit the whole call. What a limit ended has an error entry.
+ *       call ends without an error. An interrupt of the thread ends it just as soon, but adds an
+ *       error with the code {@code 800704c7} and no key: {@code SEVERE} before the first row,
+ *       {@code WARNING} after it. The interrupt status of the thread stays set. An exception or
+ *       error of the listener, the {@link NativeError} or the {@link LogSink} ends the call and
+ *       reaches the caller, {@link OutOfMemoryError} included. On Windows the system's own client
+ *       does the waiting, so a call ends only when the next answer arrives.
+ *   <li><b>Limits</b>: one connection with its log-on may take 10 seconds, a wait for one message
+ *       120 seconds, and a message may have 64 MiB. {@link DomainSettings} can change these and
+ *       limit the whole call. On Windows the system's own limits apply.
  *   <li><b>Errors</b> come last: a {@link NativeError} that takes what the user must learn. The
  *       methods throw nothing of their own. A {@code SEVERE} entry with the key {@code
  *       halden.common_authentication.native.failure.given_servers_not_opertional}, {@code
@@ -55,11 +56,10 @@ import java.util.logging.Logger;
  *       halden.reports.native.failure.no_view_permission} or {@code ...authentication} that the
  *       base could not be opened. Either way there are no rows. A report whose search fails later
  *       adds one entry with a key of {@code halden.reports.native.failure}: {@code SEVERE} when it
- *       gave no row, {@code WARNING} when the rows are not all there are. Settings that cannot be
- *       used, such as a limit below zero, have the code {@code 80070057}, and a log line names
- *       them.
- *   <li><b>Notices</b>, in the same object, are what the user must learn although nothing failed:
- *       see {@link NativeError.Notice}.
+ *       gave no row, {@code WARNING} when the rows are not all there are. Invalid settings, such as
+ *       a limit below zero, have the code {@code 80070057}; a log line names the key.
+ *   <li><b>Notices</b> go to the same {@link NativeError}: facts that the user must learn although
+ *       nothing failed, such as a log-on by NTLM. See {@link NativeError.Notice}.
  * </ul>
  */
 public class ADHandler {
@@ -134,29 +134,29 @@ public class ADHandler {
   /**
    * Fills the library's cache of Java classes and methods. Must return before any other native
    * method is called, which {@link NativeLibraryLoader#handler()} sees to. Calling it again
-   * replaces the cache; calls that run meanwhile end with the one that they began with.
+   * replaces the cache; calls that are running keep the one that they began with.
    *
-   * <p>Where a class or method is missing that calls cannot do without, {@link #missingMembers()}
-   * names it, and every call does nothing.
+   * <p>When a required class or method is missing, {@link #missingMembers()} names it, and every
+   * call does nothing.
    */
   public native void InitializeClassIDs();
 
   /**
-   * Empties the class cache, which holds references to these classes; {@link
-   * NativeLibraryLoader#close()} calls it. Calls that run meanwhile end as they began; those that
-   * come later do nothing until {@link #InitializeClassIDs} is called again.
+   * Empties the class cache, which refers to these classes; {@link NativeLibraryLoader#close()}
+   * calls it. Calls that are running end normally. Later ones do nothing until {@link
+   * #InitializeClassIDs} is called again.
    */
   public native void CleanupClassIDs();
 
-  /** Takes the name of what the library looked for in vain. Called by the library. */
+  /** Takes the name of a required class or member that is missing. Called by the library. */
   static void missingMember(String name) {
     synchronized (missingMembers) {
       missingMembers.add(name);
     }
-    log(LogSink.MILESTONE, "The library needs what these classes lack: " + name);
+    log(LogSink.MILESTONE, "The jar lacks what the native library needs: " + name);
   }
 
-  /** What the library looked for in vain and cannot do without; empty when all is well. */
+  /** The required classes and members that the library did not find; empty when it found all. */
   public static List<String> missingMembers() {
     synchronized (missingMembers) {
       return List.copyOf(missingMembers);

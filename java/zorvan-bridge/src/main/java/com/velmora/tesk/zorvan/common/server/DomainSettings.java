@@ -27,14 +27,14 @@ import java.util.stream.Collectors;
  *
  * <p>The library takes names of domains, controllers and users up to 99 characters, naming contexts
  * up to 259 and passwords up to 99; longer ones are refused when a call begins. User and password
- * are looked at only when they are used.
+ * count only where authentication is required.
  *
- * <p>The optional keys, from {@link #ALLOW_NTLM} on, have no say when they are absent. A value that
- * the library does not understand refuses the call, so that none runs with weaker terms than were
- * meant.
+ * <p>The keys from {@link #ALLOW_NTLM} on are optional. An invalid value fails the call with the
+ * code {@code 80070057} instead of being ignored, so that no call runs with weaker terms than
+ * intended.
  *
- * <p>Settings may serve any number of calls on any number of threads at the same time, as long as
- * nobody changes or wipes them meanwhile.
+ * <p>The same settings may serve any number of calls at the same time, as long as nobody changes or
+ * wipes them meanwhile.
  */
 public final class DomainSettings {
   /** DNS name of the domain. */
@@ -58,8 +58,8 @@ public final class DomainSettings {
   public static final String USER_DISTINGUISHED_NAME = "USER_DISTINGUISHED_NAME";
 
   /**
-   * A {@code char[]}, which whoever made it wipes after the last call, or a {@link String}, which
-   * nobody can wipe.
+   * A {@code char[]}, which its owner wipes after the last call ({@link #wipe}), or a {@link
+   * String}, which cannot be wiped.
    */
   public static final String PASSWORD = "PASSWORD";
 

@@ -39,9 +39,9 @@ import java.util.function.Function;
  *       could change the way to it; then it is a temporary one.
  * </ol>
  *
- * <p>A server that loads applications anew calls {@link #close()} when it stops one, as the last
- * thing that the application does with these classes. The library refers to them from then on no
- * more, so that the application's class loader, and with it the library, can be collected.
+ * <p>In a server that redeploys applications, call {@link #close()} when the application stops.
+ * Until then the library refers to these classes, which keeps their class loader alive; afterwards
+ * the class loader, and the library with it, can be collected.
  */
 public final class NativeLibraryLoader {
   /** Names the library file, or the folder that holds it. */
@@ -79,9 +79,9 @@ public final class NativeLibraryLoader {
    * cache; later ones, from any thread, give the same handler.
    *
    * @throws UnsatisfiedLinkError when the library cannot be found or loaded; the message names
-   *     every place that was tried and why it was not used. Also when the library needs a class or
-   *     method that these classes lack, because the two are of different versions; the message then
-   *     names what is missing
+   *     every place that was tried and why it was not used. Also when the jar lacks a class or
+   *     method that the library needs, because the two are of different versions; the message names
+   *     it
    */
   public static ADHandler handler() {
     ADHandler ready = handler;
@@ -109,17 +109,16 @@ public final class NativeLibraryLoader {
     List<String> missing = ADHandler.missingMembers();
     if (!missing.isEmpty()) {
       throw new UnsatisfiedLinkError(
-          "The native library needs what these classes lack; library and jar must be of one version."
-              + " Missing:\n  "
+          "The native library and this jar are of different versions. The jar lacks:\n  "
               + String.join("\n  ", missing));
     }
     return fresh;
   }
 
   /**
-   * Ends the use of the library: its references to these classes are released, with the last call
-   * that still runs if there is one. Without a handler in use this does nothing. A call on a
-   * handler that somebody kept does nothing from then on; {@link #handler()} begins anew.
+   * Makes the library release its references to these classes. A call that is still running ends
+   * normally and releases them then. An old handler does nothing from then on; {@link #handler()}
+   * gives a working one again. Closing twice does no harm.
    */
   public static synchronized void close() {
     ADHandler used = handler;

@@ -16,10 +16,10 @@ public interface NativeListener {
   void addRow(Properties row);
 
   /**
-   * Whether the caller has enough: true ends the running call, which then has nothing to report.
-   * Asked after each row and, while the library waits for the directory, up to ten times a second;
-   * so it must be quick, and once true it stays true. A search gives its first row even to a
-   * listener that has enough from the start.
+   * Whether the caller has enough: true ends the running call, without an error. Asked after each
+   * row and, while the library waits for the directory, up to ten times a second; so it must be
+   * quick, and once true it stays true. A search gives its first row even to a listener that has
+   * enough from the start.
    */
   boolean isCompleted();
 }

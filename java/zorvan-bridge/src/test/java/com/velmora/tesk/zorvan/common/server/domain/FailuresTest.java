@@ -10,6 +10,7 @@ import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertTimeout;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
+import com.velmora.tesk.zorvan.common.server.DomainSettings;
 import com.velmora.tesk.zorvan.common.server.NativeError;
 import java.io.IOException;
 import java.net.InetAddress;
@@ -21,6 +22,8 @@ import java.util.Properties;
 import java.util.Set;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.Timeout;
+import org.junit.jupiter.api.condition.DisabledOnOs;
+import org.junit.jupiter.api.condition.OS;
 import org.junit.jupiter.params.ParameterizedTest;
 import org.junit.jupiter.params.provider.CsvSource;
 import org.junit.jupiter.params.provider.ValueSource;
@@ -142,18 +145,34 @@ class FailuresTest {
     }
   }
 
+  // A proxy passes on LDAP alone, so that only NTLM can log on through it.
+  private static Properties behind(CuttingProxy proxy) {
+    Properties settings = TestDomain.settings(proxy.address());
+    settings.put(DomainSettings.ALLOW_NTLM, "true");
+    return settings;
+  }
+
+  @Test
+  @DisabledOnOs(value = OS.WINDOWS, disabledReason = "the system itself chooses NTLM there")
+  void controllerWithoutKerberosIsPassedOverAndNotAskedByNtlm() throws IOException {
+    try (CuttingProxy proxy = new CuttingProxy(ADDRESS, 389, Long.MAX_VALUE)) {
+      assertFound(chief(TestDomain.settings(proxy.address(), HOST)));
+      assertRefused(chief(TestDomain.settings(proxy.address())), SERVER_DOWN, SERVERS_DOWN);
+    }
+  }
+
   @Test
   void connectionCutInMidPageLeavesTheRowsAndAWarning() throws IOException {
     Call all = new Call();
     long bytes;
     try (CuttingProxy proxy = new CuttingProxy(ADDRESS, 389, Long.MAX_VALUE)) {
-      all.users(TestDomain.settings(proxy.address()), BASE, "distinguishedName", "description");
+      all.users(behind(proxy), BASE, "distinguishedName", "description");
       bytes = proxy.carried();
     }
     // In the second page: a reset throws away what Windows has received and not read yet.
     try (CuttingProxy proxy = new CuttingProxy(ADDRESS, 389, bytes * 7 / 10)) {
       Call call = new Call();
-      call.users(TestDomain.settings(proxy.address()), BASE, "distinguishedName", "description");
+      call.users(behind(proxy), BASE, "distinguishedName", "description");
       assertTrue(proxy.hasCut(), "the whole answer was smaller than expected");
       assertTrue(call.rows.size() > 10, () -> call.rows.size() + " rows, " + call.errors);
       assertTrue(call.rows.size() < all.rows.size(), () -> call.rows.size() + " rows");
