@@ -73,6 +73,8 @@ def names():
     yield Case("RootDSE rewritten: no realm", [rewritten((b"ldapServiceName", b"l___ServiceName")), Relay(88)], (0,))
     yield Case("RootDSE rewritten: schema", [rewritten((b"CN=Schema,", b"CN=Schemb,")), Relay(88)], (0,))
     yield Case("RootDSE rewritten: domain", [rewritten((b"DC=zorvan", b"DC=forged")), Relay(88)], (0,))
+    told = "RootDSE rewritten: host name, server given as an address"
+    yield Case(told, [rewritten(host), Relay(88)], says="ev1.zorvan.test", server="{at}")
     yield Case("a server without a key", [Talking(389, Directory(bind=claims_success)), Relay(88)])
     forged = Talking(389, forger("ev1.zorvan.test"))
     yield Case("a server with another key", [forged, Relay(88)], unseen=(b"ev1",))
@@ -112,6 +114,16 @@ def kdc():
     yield Case("KDC: port closed, server given as an address", [Relay(389)], server="{at}")
 
 
+def users():
+    def case(title, user, **more):
+        return Case(title, [Relay(389), Relay(88)], user=user, **more)
+
+    yield case("a user of the domain, DOMAIN\\name", "ZORVAN\\reader", codes=(0,))
+    yield case("a local account", ".\\reader", codes=(0, 1), says="NTLM", ntlm=True)
+    yield case("a user of another domain, DOMAIN\\name", "OTHER\\reader")
+    yield case("a user of another domain, name@domain", "reader@other.test")
+
+
 def own_ticket():
     """Without a user: the ticket that the process has, and the configuration of the machine."""
 
@@ -130,4 +142,4 @@ def own_ticket():
 
 
 def cases(_world):
-    return [*names(), *kdc(), *own_ticket()]
+    return [*names(), *kdc(), *users(), *own_ticket()]

@@ -1,7 +1,5 @@
 """Servers that do not end, and servers that end too soon: before the log-on, and after it."""
 
-import dataclasses
-
 from case import Case
 from cases_tls import LDAPS, TRUSTING
 from ldap_messages import done, entry, message, page_control
@@ -15,29 +13,24 @@ SUBJECT = "Servers that hold, flood or stop"
 
 
 def before_log_on():
-    def asked(title, **step):
-        return Case(title, [Talking(389, Directory(**step)), Relay(88)])
+    def case(title, step, **more):
+        return Case(title, [Talking(389, Directory(root=step, bind=step)), Relay(88)], **more)
 
     def answer(request):
         return message(request.number, root()) + message(request.number, done())
 
-    yield asked("before the log-on: silent", root=silent)
-    yield asked("before the log-on: closes", root=gone)
-    yield asked("before the log-on: a byte every half second", root=slowly(answer))
-    yield asked("before the log-on: answers to other questions without end", root=flood(lambda _: message(99, row(1))))
-    yield asked("before the log-on: entries without end", root=flood(lambda r: message(r.number, row(1))))
+    yield case("before the log-on: silent", silent)
+    yield case("before the log-on: closes", gone)
+    yield case("before the log-on: a byte every half second", slowly(answer))
+    yield case("before the log-on: answers to other questions without end", flood(lambda _: message(99, row(1))))
+    yield case("before the log-on: entries without end", flood(lambda r: message(r.number, row(1))))
     values = flood(lambda r: message(r.number, entry("", cn=["x"] * 9999)))
-    yield asked("before the log-on: values without end", root=values)
-    yield asked("before the log-on: a message of 1 GB, not sent", root=declared(1 << 30))
-    yield asked("before the log-on: a message of 1 GB, sent", root=declared(1 << 30, fill=True))
-    yield asked("before the log-on: garbage", root=lambda c, r: (c.sendall(b"HTTP/1.1 400 Bad Request\r\n"), silent(c, r)))
-    yield asked("the bind is never answered", bind=silent)
-    yield asked("the bind is answered a byte every half second", bind=slowly(answer))
-    yield asked("a bind token of 1 GB", bind=declared(1 << 30))
-    yield dataclasses.replace(
-        asked("Ctrl-C while the log-on is held", root=silent, bind=silent), codes=(1, 3), says="ctrl-c", interrupt=0.5,
-        options=["--connect-timeout", "8s"],
-    )  # fmt: skip
+    yield case("before the log-on: values without end", values)
+    yield case("before the log-on: a message of 1 GB, not sent", declared(1 << 30))
+    yield case("before the log-on: a message of 1 GB, sent", declared(1 << 30, fill=True))
+    yield case("before the log-on: garbage", lambda c, r: (c.sendall(b"HTTP/1.1 400 Bad Request\r\n"), silent(c, r)))
+    patient = ["--connect-timeout", "8s"]
+    yield case("Ctrl-C while the log-on is held", silent, codes=(1, 3), says="ctrl-c", interrupt=0.5, options=patient)
 
 
 def after_log_on(world):
@@ -76,8 +69,9 @@ def after_log_on(world):
     yield certified("a list of which the directory gives a part", cut_list, (3,), truth=['row00,"7; 70"'])
     elsewhere = Listener(3890)
     yield certified(
-        "a referral to a foreign host", closing(referral("ldap://forged.example:3890/")), (1, 3), "forged.example", check=lambda run: "the foreign host was asked" if elsewhere.connections else None,
-        more_servers=[elsewhere], hosts={"dc1.zorvan.test": "{at}", "forged.example": "{at}"},
+        "a referral to a foreign host", closing(referral("ldap://forged.example:3890/"), count=0), (1,), "forged.example",
+        hosts={"dc1.zorvan.test": "{at}", "forged.example": "{at}"}, more_servers=[elsewhere],
+        check=lambda run: "the foreign host was asked" if elsewhere.connections else None,
     )  # fmt: skip
     yield certified("a value of 80 MB", big_value(80 << 20), slow=True)
     yield certified("the simple bind is never answered", codes=(1,), steps={"bind": silent})
@@ -85,19 +79,17 @@ def after_log_on(world):
 
 
 def walk():
-    def hosts(*more):
-        return {"dc1.zorvan.test": "127.0.0.10", "first.zorvan.test": "{at}"} | dict(more)
-
-    def then_good(title, servers, **more):
-        options = ["--server", "dc1.zorvan.test"]
-        return Case(title, servers, (0,), options=options, server="first.zorvan.test", hosts=hosts(), **more)
+    # The domain's own name is a service of its controllers too.
+    def then_good(title, servers, codes=(0,), first="dc1.zorvan.test"):
+        hosts = {first: "{at}", "zorvan.test": "127.0.0.10"}
+        return Case(title, servers, codes, options=["--server", "zorvan.test"], server=first, hosts=hosts)
 
     yield then_good("first controller: nobody listens", [])
-    yield then_good("first controller: silent, then a good one", [Talking(389, lambda c: silent(c, None))])
-    unanswered = [Talking(389, Directory(bind=silent)), Relay(88)]
-    yield then_good("first controller: never answers the bind, then a good one", unanswered)
+    silence = Directory(root=silent, bind=silent)
+    yield then_good("first controller: silent, then a good one", [Talking(389, silence), Relay(88)])
+    yield then_good("first controller: its KDC is silent, then a good one", [Relay(389), Listener(88)])
     other = [Talking(389, forger("dc9.other.test", "OTHER.TEST")), Relay(88)]
-    yield then_good("first controller: of another domain, then a good one", other)
+    yield then_good("first controller: of another domain, then a good one", other, codes=(0, 1), first="first.zorvan.test")
     yield then_good("first controller: its KDC is closed, then a good one", [Relay(389)])
 
 

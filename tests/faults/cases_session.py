@@ -3,6 +3,7 @@
 import time
 
 from case import MANY_ROWS, Case
+from cases_tls import LDAPS
 from planted import Relay
 
 SUBJECT = "A sealed session, touched on the way"
@@ -64,6 +65,10 @@ def cases(world):
         for share in (20, 60, 95):
             slow = share == 60 or act in (drop, insert)
             yield touched(f"{name} after {share} % of the bytes", after(world.genuine_bytes * share // 100, act), slow=slow)
+    for name, act in [("cut", cut), ("one bit changed", garble)]:
+        relay = Relay(636, after(world.genuine_bytes // 2, act))
+        trusting = ["--ca-file", "{domain_ca_file}"]
+        yield Case(f"TLS: {name} in the middle", [relay], (1, 3), options=trusting, server=LDAPS, filter=MANY_ROWS)
     yield touched("a sealed message of 2 GB", on_first_frame(lambda chunk: b"\x7f\xff\xff\xff" + chunk[4:]), (1,))
     yield touched("a sealed message twice", on_first_frame(lambda chunk: chunk * 2))
     yield touched("a sealed message lost", on_first_frame(lambda _chunk: b""))

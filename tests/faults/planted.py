@@ -7,6 +7,8 @@ import threading
 
 from ldap_messages import receive_exactly
 
+CONTROLLER = "127.0.0.10"
+
 
 def end(connection):
     try:
@@ -88,13 +90,13 @@ class Relay(Listener):
     """Passes on to the genuine controller, and its answers back through what `alter` makes for each connection: a function from
     a chunk of the answer to the bytes to pass on. It may raise ConnectionError to cut."""
 
-    def __init__(self, port, alter=None, target="127.0.0.10"):
+    def __init__(self, port, alter=None):
         super().__init__(port)
-        self.target, self.alter = target, alter
+        self.alter = alter
         self.answered = 0
 
     def talk(self, connection):
-        beyond = socket.create_connection((self.target, self.port))
+        beyond = socket.create_connection((CONTROLLER, self.port))
         self.open.append(beyond)
         threading.Thread(target=self.pass_requests, args=(connection, beyond), daemon=True).start()
         alter = self.alter() if self.alter else lambda chunk: chunk
@@ -126,7 +128,7 @@ class Kdc(Listener):
             request = receive_exactly(connection, int.from_bytes(size, "big"))
             reply = self.answer(request)
             if reply is None:
-                with socket.create_connection(("127.0.0.10", 88)) as genuine:
+                with socket.create_connection((CONTROLLER, 88)) as genuine:
                     genuine.sendall(size + request)
                     reply = receive_exactly(genuine, int.from_bytes(receive_exactly(genuine, 4), "big"))
             connection.sendall(len(reply).to_bytes(4, "big") + reply)

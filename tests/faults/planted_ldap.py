@@ -171,11 +171,11 @@ def gone(_connection, _request):
     raise ConnectionError("closed by the server")
 
 
-def closing(*parts):
-    """A page of eight rows that ends in this way, again and again."""
+def closing(*parts, count=FIRST_PAGE):
+    """A page of so many rows that ends in this way, again and again."""
 
     def send(connection, request):
-        rows(connection, request.number, 0, FIRST_PAGE)
+        rows(connection, request.number, 0, count)
         connection.sendall(message(request.number, *parts))
 
     return send
