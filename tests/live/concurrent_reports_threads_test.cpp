@@ -36,13 +36,22 @@ std::array<Way, 4> Ways() {
           Way{domain + reader, u":636"}, Way{domain + u"no.such.user", u""}};
 }
 
+// A caller that waits for all of it.
+class Patient : public platform::CallObserver {
+ public:
+  bool IsCancelled() override { return false; }
+  void Notify(const platform::Notice&) override {}
+};
+
 // The number of rows of one report, run as one call; -1 when the call ended in errors.
 int RowsOf(std::string_view method, const Way& way) {
   const live::TestDomain& domain = live::TestDomain::Get();
   const auto platform = platform::CreatePlatform();
   support::RecordingLog log;
   support::RecordingErrors errors;
+  Patient caller;
   call::NativeHandler handler(*platform, log);
+  handler.observer = &caller;
   support::RecordingListener listener(handler.keys);
   directory::DomainProperties properties;
   properties.domainName = domain.Wide("dnsDomain");
