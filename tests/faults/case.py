@@ -103,7 +103,8 @@ class Run:
         script = 'while [ "$1" != -- ]; do mount --bind "$1" "$2"; shift 2; done; shift; exec "$@"'
         inside = ["unshare", "--mount", "--propagation", "private", "sh", "-ec", script, "sh"]
         environment = {name: value for name, value in os.environ.items() if not name.startswith(("KRB5", "LDAP"))}
-        environment |= {"HOME": str(self.folder)} | {k: self.fill(v) for k, v in self.case.environment.items()}
+        environment |= {"HOME": str(self.folder), "ZORVAN_JAVA_OPTIONS": "-XX:TieredStopAtLevel=1"}
+        environment |= {k: self.fill(v) for k, v in self.case.environment.items()}
         output, messages = self.folder / "output", self.folder / "messages"
         with open(output, "wb") as out, open(messages, "wb") as err:
             begin = time.monotonic()
@@ -175,7 +176,8 @@ class Run:
         """What the user sees, in a line."""
         if self.code == -signal.SIGKILL:
             return "(nothing; ended from outside)"
-        lines = self.said.splitlines()
+        # What a line introduces stands indented beneath it.
+        lines = re.sub(r":\n +", ": ", self.said).splitlines()
         reasons = [line.strip()[len("reason ") :] for line in lines if line.strip().startswith("reason ")]
         others = [line for line in lines if line.startswith(("error:", "warning:"))]
         text = " ".join(reasons + [line for line in others if not reasons or line.startswith("warning")] or lines[-1:])
