@@ -172,6 +172,9 @@ class Run:
         if case.check and (wrong := case.check(self)):
             yield wrong
 
+    def maybe_disturbed(self):
+        return all(problem.startswith(("exit code", "it took", "it does not", "it went on")) for problem in self.problems)
+
     def seen(self):
         """What the user sees, in a line."""
         if self.code == -signal.SIGKILL:
