@@ -24,11 +24,12 @@ void AddSystemError(NativeHandler& handler, ErrorList& errors, std::u16string_vi
                     std::string_view severity, std::uint32_t code, std::string_view key) {
   platform::System& system = handler.platform.system();
   std::u16string text;
-  if (code != 0 && !system.FormatMessageText(code, text)) {
+  const platform::Win32Code failure = code == 0 ? 0 : system.FormatMessageText(code, text);
+  if (failure != 0) {
     text = u"Unknown Error";
     LogMessage(handler, kMilestone,
                "Error in Getting Error Messae for the Code : %x and the Error Code is : %d ", code,
-               system.LastError());
+               failure);
   }
   errors.SetErrorList({objectName, severity, HexText(code), key, std::move(text)});
 }

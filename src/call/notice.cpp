@@ -21,11 +21,20 @@ constexpr std::array kWords{
           "The list of %ws is not whole: %ws has more values than the %u in its row"},
     Words{NoticeKind::kTypesUnknown, "TypesUnknown",
           "The schema of %ws could not be read, so values of %ws are missing"},
+    Words{NoticeKind::kSchemaNotRead, {}, "The schema of %ws could not be read: %ws"},
     Words{NoticeKind::kReferralFollowed, "ReferralFollowed", "%ws was asked for at %ws"},
     Words{NoticeKind::kLoggedOn, {}, "Logged on to %ws by %ws"},
 };
 
 }  // namespace
+
+void Notify(NativeHandler& handler, const Notice& notice) {
+  if (handler.observer != nullptr) {
+    handler.observer->Notify(notice);
+  } else {
+    AddNotice(handler, nullptr, notice);
+  }
+}
 
 void AddNotice(NativeHandler& handler, NoticeList* list, const Notice& notice) {
   const auto* words = std::ranges::find(kWords, notice.kind, &Words::kind);

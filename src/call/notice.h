@@ -20,6 +20,9 @@ class NoticeList {
   virtual void AddNotice(std::string_view name, const Notice& notice) = 0;
 };
 
+// Tells the observer of the call, which adds the notice; without one it is a line of the log only.
+void Notify(NativeHandler& handler, const Notice& notice);
+
 // Writes the kind's line to the log and hands the notice to the list, which may be null.
 void AddNotice(NativeHandler& handler, NoticeList* list, const Notice& notice);
 

@@ -34,13 +34,7 @@ HResult Bind(NativeHandler& handler, std::u16string_view path, std::uint32_t fla
   }
   platform::Directory& directory = handler.platform.directory();
   const HResult result = (directory.*open)(path, handler.settings.credentials(), flags, object);
-  if (Failed(result)) {
-    const platform::ExtendedError error = directory.LastError();
-    if (!error.text.empty()) {
-      LogMessageW(handler, call::kMilestone, "The directory said: %ws (%x)", error.text,
-                  error.code);
-    }
-  }
+  if (Failed(result)) LogWhatWasSaid(handler, directory.LastError());
   return result;
 }
 
@@ -85,6 +79,11 @@ HResult BindObject(NativeHandler& handler, std::u16string_view path,
 HResult BindObject(NativeHandler& handler, std::u16string_view path,
                    std::unique_ptr<platform::PropertyObject>& object, std::uint32_t flags) {
   return Bind(handler, path, flags, object, &platform::Directory::OpenPropertyObject);
+}
+
+void LogWhatWasSaid(NativeHandler& handler, const platform::ExtendedError& error) {
+  if (error.text.empty()) return;
+  LogMessageW(handler, call::kMilestone, "The directory said: %ws (%x)", error.text, error.code);
 }
 
 std::string_view ReportBindFailureKey(HResult result) {

@@ -39,6 +39,9 @@ platform::HResult BindObject(call::NativeHandler& handler, std::u16string_view p
                              std::unique_ptr<platform::PropertyObject>& object,
                              std::uint32_t flags = platform::kSecureAuthentication);
 
+// The line for what was said of a failure; none when nothing was.
+void LogWhatWasSaid(call::NativeHandler& handler, const platform::ExtendedError& error);
+
 // The error key of a report whose bind failed: missing read permission, or everything else.
 std::string_view ReportBindFailureKey(platform::HResult result);
 // The same where a missing object has a key of its own (group members, group reports).

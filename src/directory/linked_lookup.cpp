@@ -2,6 +2,7 @@
 
 #include "directory/bind.h"
 #include "directory/value_conversion.h"
+#include "platform/distinguished_name.h"
 
 namespace zorvan::directory {
 namespace {
@@ -18,8 +19,9 @@ std::optional<std::u16string> TextOf(const AttributeSet& attributes, std::u16str
   return text ? std::optional<std::u16string>(*text) : std::nullopt;
 }
 
-LinkedObject ToLinkedObject(HResult result, const AttributeSet& attributes) {
-  if (Failed(result)) return {result, std::nullopt, std::nullopt, std::nullopt};
+LinkedObject ToLinkedObject(HResult result, const AttributeSet& attributes,
+                            const platform::ExtendedError& error) {
+  if (Failed(result)) return {result, std::nullopt, std::nullopt, std::nullopt, error};
   return {result, TextOf(attributes, u"distinguishedName"), TextOf(attributes, u"cn"),
           TextOf(attributes, u"objectGUID")};
 }
@@ -27,8 +29,7 @@ LinkedObject ToLinkedObject(HResult result, const AttributeSet& attributes) {
 }  // namespace
 
 bool LinkedLookup::InDomain(std::u16string_view distinguishedName) const {
-  const std::u16string& domain = handler_.settings.defaultNamingContext;
-  return platform::EndsWithIgnoringCase(distinguishedName, domain);
+  return platform::IsInDomain(distinguishedName, handler_.settings.defaultNamingContext);
 }
 
 bool LinkedLookup::Wants(std::u16string_view distinguishedName) const {
@@ -47,8 +48,10 @@ void LinkedLookup::Read(const std::vector<std::u16string>& keys) {
   for (const std::u16string& key : keys) paths.push_back(ObjectPath(handler_.settings, key));
   handler_.platform.directory().ReadObjects(
       paths, handler_.settings.credentials(), platform::kSecureAuthentication,
-      kLinkedObjectAttributes, [&](std::size_t index, HResult result, AttributeSet& attributes) {
-        known_.insert_or_assign(keys[index], ToLinkedObject(result, attributes));
+      kLinkedObjectAttributes,
+      [&](std::size_t index, HResult result, AttributeSet& attributes,
+          const platform::ExtendedError& error) {
+        known_.insert_or_assign(keys[index], ToLinkedObject(result, attributes, error));
       });
 }
 

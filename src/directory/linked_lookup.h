@@ -23,6 +23,7 @@ struct LinkedObject {
   std::optional<std::u16string> distinguishedName;
   std::optional<std::u16string> commonName;
   std::optional<std::u16string> guid;  // braced
+  platform::ExtendedError error = {};  // what was said of the failure
 };
 
 // What is read of an object that a row tells of by name.

@@ -3,6 +3,7 @@
 #include <array>
 
 #include "call/row.h"
+#include "directory/bind.h"
 #include "directory/row_builder.h"
 #include "platform/text.h"
 
@@ -82,6 +83,7 @@ SearchOutcome StreamRows(NativeHandler& handler, DirectorySearch& search,
   if (Failed(outcome.result)) {
     LogMessageW(handler, call::kMilestone, "The search failed, filter: %ws, error code: %x",
                 request.filter, Bits(outcome.result));
+    LogWhatWasSaid(handler, search.LastError());
     return outcome;
   }
 
@@ -107,6 +109,7 @@ SearchOutcome StreamRows(NativeHandler& handler, DirectorySearch& search,
   if (Failed(outcome.result)) {
     LogMessage(handler, call::kMilestone, "The search broke off after %u rows, error code: %x",
                outcome.rows, Bits(outcome.result));
+    LogWhatWasSaid(handler, search.LastError());
   }
   LogMessage(handler, call::kMilestone, "Total ObjectCount:%d\t", outcome.rows);
   return outcome;

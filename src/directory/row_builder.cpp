@@ -4,7 +4,9 @@
 #include <array>
 
 #include "call/decimal_text.h"
+#include "call/notice.h"
 #include "directory/bind.h"
+#include "directory/object_class.h"
 #include "directory/paged_search.h"
 #include "directory/terminal_services.h"
 #include "platform/text.h"
@@ -42,10 +44,7 @@ constexpr std::array kLinkedAttributes{
 
 constexpr std::u16string_view kObjectSid = u"objectSid";
 constexpr std::u16string_view kPrimaryGroupId = u"primaryGroupID";
-
-// How a server names the part of a long list that it sends first.
-constexpr std::array<std::u16string_view, 2> kFirstMemberRanges = {u"member;range=0-999",
-                                                                   u"member;range=0-1499"};
+constexpr std::u16string_view kDistinguishedName = u"distinguishedName";
 
 // The octets of a SID whose last number is replaced.
 std::vector<std::byte> WithRelativeId(std::span<const std::byte> sid, std::uint32_t relativeId) {
@@ -91,6 +90,7 @@ RowBuilder::RowBuilder(call::NativeHandler& handler, std::span<const std::u16str
       RequestBesides(kObjectSid);
     }
     if (attribute.isMemberOf) RequestBesides(kPrimaryGroupId);
+    if (attribute.isMember) RequestBesides(kObjectClass);
   }
 }
 
@@ -151,14 +151,24 @@ std::optional<platform::Value> RowBuilder::FirstValue(DirectorySearch& search,
 }
 
 bool RowBuilder::GetValues(DirectorySearch& search, const Attribute& attribute, Column& column) {
-  if (GetColumn(search, attribute.name, column)) return true;
-  if (!attribute.isMember) return false;
-  for (std::u16string_view range : kFirstMemberRanges) {
-    if (!GetColumn(search, range, column)) continue;
+  if (!GetColumn(search, attribute.name, column)) return false;
+  if (attribute.isMember && column.ranged) {
     LogMessage(handler_, call::kDetail, "This is group with more members");
-    return true;
   }
-  return false;
+  TellWhatIsCut(search, attribute.name, column);
+  return true;
+}
+
+void RowBuilder::TellWhatIsCut(DirectorySearch& search, std::u16string_view attribute,
+                               const Column& column) {
+  if (!column.cut) return;
+  const std::u16string name = RowName(search);
+  call::Notify(handler_, {call::NoticeKind::kListCut, name, attribute, column.values.size()});
+}
+
+std::u16string RowBuilder::RowName(DirectorySearch& search) {
+  const auto name = FirstValue(search, kDistinguishedName);
+  return name ? std::u16string(name->text) : std::u16string();
 }
 
 void RowBuilder::AddColumn(DirectorySearch& search, Attribute& attribute, Row& row) {
@@ -169,6 +179,7 @@ void RowBuilder::AddColumn(DirectorySearch& search, Attribute& attribute, Row& r
   const bool has = GetValues(search, attribute, column);
   if (has) AddValues(search, attribute, column, row);
   if (!attribute.alsoFrom.empty() && GetColumn(search, attribute.alsoFrom, column)) {
+    TellWhatIsCut(search, attribute.alsoFrom, column);
     AddValues(search, attribute, column, row);
   }
   if (attribute.isMemberOf) AddPrimaryGroup(search, row);
@@ -236,6 +247,7 @@ void RowBuilder::AddLink(const Attribute& attribute, std::u16string_view disting
     LogMessageW(handler_, call::kMilestone,
                 "Object Bind Failed GetCommanName error:%x columnName:%ws columnValue:%ws",
                 object == nullptr ? 0U : Bits(object->result), attribute.name, distinguishedName);
+    if (object != nullptr) LogWhatWasSaid(handler_, object->error);
   }
   if (attribute.link == LinkForm::kName) {
     row.AddText(read && object->commonName ? std::u16string_view(*object->commonName)
@@ -267,13 +279,17 @@ const LinkedObject* RowBuilder::GetPrimaryGroup(DirectorySearch& search) {
   if (!sid || !IsDomainSid(sid->octets)) return nullptr;
   const auto groupSid = WithRelativeId(sid->octets, relativeId);
   const LinkedObject& group = links_.FindBySid(groupSid);
-  if (Failed(group.result)) LogUnreadObject(u"<SID=" + HexText(groupSid) + u">", group.result);
+  if (Failed(group.result)) {
+    LogUnreadObject(u"<SID=" + HexText(groupSid) + u">", group.result, group.error);
+  }
   return Succeeded(group.result) && group.distinguishedName ? &group : nullptr;
 }
 
-void RowBuilder::LogUnreadObject(std::u16string_view name, HResult result) {
+void RowBuilder::LogUnreadObject(std::u16string_view name, HResult result,
+                                 const platform::ExtendedError& error) {
   LogMessageW(handler_, call::kMilestone, "\nObject Bind Failed.error code %x,path %ws",
               Bits(result), ObjectPath(handler_.settings, name));
+  LogWhatWasSaid(handler_, error);
 }
 
 void RowBuilder::AddPrimaryGroup(DirectorySearch& search, Row& row) {
@@ -294,8 +310,20 @@ void RowBuilder::AddPrimaryGroupName(DirectorySearch& search, const Attribute& a
 void RowBuilder::FillPrimaryGroupUsers(DirectorySearch& search, Row& row) {
   LogMessage(handler_, call::kDetail, "Filling Primary Group Users.");
   const auto sid = FirstValue(search, kObjectSid);
-  if (sid && IsDomainSid(sid->octets)) AddPrimaryGroupMembers(sid->octets, row);
+  if (sid && IsDomainSid(sid->octets) && IsGroup(search)) AddPrimaryGroupMembers(sid->octets, row);
   LogMessage(handler_, call::kDetail, "Returned from filling Primary Group Users.");
+}
+
+bool RowBuilder::IsGroup(DirectorySearch& search) {
+  bool group = false;
+  const HResult result = HasClass(search, u"group", group);
+  if (Failed(result)) {
+    LogMessageW(handler_, call::kMilestone,
+                "The classes of %ws cannot be read, so it is not asked for members by primary "
+                "group, error code: %x",
+                RowName(search), Bits(result));
+  }
+  return group;
 }
 
 void RowBuilder::AddPrimaryGroupMembers(std::span<const std::byte> groupSid, Row& row) {
@@ -316,11 +344,12 @@ void RowBuilder::AddPrimaryGroupMembers(std::span<const std::byte> groupSid, Row
   if (Failed(result)) {
     LogMessageW(handler_, call::kMilestone, "The search failed, filter: %ws, error code: %x",
                 filter, Bits(result));
+    LogWhatWasSaid(handler_, search->LastError());
   }
 }
 
 void RowBuilder::AddFoundObject(DirectorySearch& search, Row& row) {
-  const auto name = FirstValue(search, u"distinguishedName");
+  const auto name = FirstValue(search, kDistinguishedName);
   if (!name) return;
   std::optional<std::u16string> commonName;
   std::optional<std::u16string> guid;

@@ -61,6 +61,9 @@ class RowBuilder {
                                             std::u16string_view attribute);
   bool GetValues(platform::DirectorySearch& search, const Attribute& attribute,
                  platform::Column& column);
+  // Tells the caller that a row shows only the beginning of a list.
+  void TellWhatIsCut(platform::DirectorySearch& search, std::u16string_view attribute,
+                     const platform::Column& column);
   void AddValues(platform::DirectorySearch& search, Attribute& attribute,
                  const platform::Column& column, call::Row& row);
   void AddLinks(platform::DirectorySearch& search, const Attribute& attribute,
@@ -72,7 +75,10 @@ class RowBuilder {
                     const std::optional<std::u16string>& commonName,
                     const std::optional<std::u16string>& guid, call::Row& row);
   const LinkedObject* GetPrimaryGroup(platform::DirectorySearch& search);
-  void LogUnreadObject(std::u16string_view name, platform::HResult result);
+  void LogUnreadObject(std::u16string_view name, platform::HResult result,
+                       const platform::ExtendedError& error = {});
+  std::u16string RowName(platform::DirectorySearch& search);
+  bool IsGroup(platform::DirectorySearch& search);
   void AddPrimaryGroup(platform::DirectorySearch& search, call::Row& row);
   void AddPrimaryGroupName(platform::DirectorySearch& search, const Attribute& attribute,
                            call::Row& row);

@@ -3,6 +3,7 @@
 #include <array>
 
 #include "call/decimal_text.h"
+#include "directory/bind.h"
 #include "platform/text.h"
 
 namespace zorvan::directory {
@@ -52,13 +53,14 @@ std::optional<std::u16string> FillTSString(call::NativeHandler& handler,
                                            TerminalServicesClass setting) {
   const call::DomainSettings& settings = handler.settings;
   platform::TerminalServicesValue value;
-  const platform::Win32Code code = handler.platform.accounts().QueryUserConfig(
+  const platform::ExtendedError error = handler.platform.accounts().QueryUserConfig(
       settings.serverName, settings.defaultNamingContext, settings.credentials(), logonName,
       setting, value);
-  if (code != 0) {
+  if (error.code != 0) {
     call::LogMessageW(handler, call::kDetail,
                       "Error in getting the terminal-services setting %u of %ws, code %u",
-                      static_cast<std::uint32_t>(setting), logonName, code);
+                      static_cast<std::uint32_t>(setting), logonName, error.code);
+    LogWhatWasSaid(handler, error);
     return std::nullopt;
   }
   if (const auto* number = std::get_if<std::uint32_t>(&value)) return call::DecimalText(*number);

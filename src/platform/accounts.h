@@ -41,14 +41,15 @@ class Accounts {
   virtual ~Accounts() = default;
 
   // WTSQueryUserConfigW: one terminal-services setting of a user by logon name (sAMAccountName).
-  // Zero or a Win32 code. The domain (its naming context) and the credentials serve platforms that
-  // read the settings from the directory; where the system has a call of its own it asks as the
-  // thread's identity. A setting that was never made has the system's default.
-  virtual Win32Code QueryUserConfig(std::u16string_view serverName,
-                                    std::u16string_view namingContext,
-                                    const Credentials& credentials, std::u16string_view userName,
-                                    TerminalServicesClass setting,
-                                    TerminalServicesValue& value) = 0;
+  // Code zero, or a Win32 code with what was said of the failure. The domain (its naming context)
+  // and the credentials serve platforms that read the settings from the directory; where the system
+  // has a call of its own it asks as the thread's identity. A setting that was never made has the
+  // system's default.
+  virtual ExtendedError QueryUserConfig(std::u16string_view serverName,
+                                        std::u16string_view namingContext,
+                                        const Credentials& credentials,
+                                        std::u16string_view userName, TerminalServicesClass setting,
+                                        TerminalServicesValue& value) = 0;
 };
 
 }  // namespace zorvan::platform

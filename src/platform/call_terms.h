@@ -38,6 +38,7 @@ enum class NoticeKind : std::uint8_t {
   kListCut,                // subject: object; detail: attribute; count: values delivered
   kTypesUnknown,           // subject: server; detail: attribute left empty, its type being unknown
   kReferralFollowed,       // subject: object; detail: host that was asked instead
+  kSchemaNotRead,          // for the log only; subject: server; detail: why
   kLoggedOn,               // for the log only; subject: server; detail: mechanism and service
 };
 

@@ -13,6 +13,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/result.h"
 #include "platform/value.h"
@@ -39,6 +40,16 @@ struct SearchPreference {
   std::uint32_t value;  // a SearchScope, a row count, or 0 and 1 for false and true
 };
 
+// What the platform had to say of a failure in its own words (ADsGetLastError), for the log. Taken
+// where the failure happens, before anything else is called.
+struct ExtendedError {
+  Win32Code code = 0;
+  std::u16string text;
+  // Where the directory refers to instead of answering, as URLs; given by adapters that follow
+  // referrals themselves.
+  std::vector<std::u16string> referrals = {};
+};
+
 // One search under the object that was opened (IDirectorySearch). Executing again ends the search
 // before.
 class DirectorySearch {
@@ -56,8 +67,9 @@ class DirectorySearch {
   // Steps to the next row: kOk, kNoMoreRows, or the failure that ended the search.
   virtual HResult GetNextRow() = 0;
 
-  // The values of the current row's attribute; kColumnNotSet when the row has none. The views live
-  // until the next GetNextRow.
+  // The values of the current row's attribute; kColumnNotSet when the row has none. Where the
+  // server delivers only a piece of them, under a name with a range, it is found by the plain name,
+  // and the column says so. The views live until the next GetNextRow.
   virtual HResult GetColumn(std::u16string_view attribute, Column& column) = 0;
 
   // Calls back with every text value of the attribute in the current row and in rows that have
@@ -65,6 +77,10 @@ class DirectorySearch {
   // adapter that holds no rows ahead does nothing.
   virtual void ForEachReceivedText(std::u16string_view attribute,
                                    const std::function<void(std::u16string_view)>& visit) = 0;
+
+  // What was said of the latest failure of this search; empty when there was none or nothing was
+  // said.
+  virtual ExtendedError LastError() { return {}; }
 };
 
 // An object whose attributes are read with one request (IDirectoryObject).
@@ -91,12 +107,6 @@ class PropertyObject {
   virtual HResult QueryDirectorySearch(std::unique_ptr<DirectorySearch>& search) = 0;
 };
 
-// What the platform last had to say of a failure in its own words (ADsGetLastError), for the log.
-struct ExtendedError {
-  Win32Code code = 0;
-  std::u16string text;
-};
-
 // Opens objects by path (ADsOpenObject). Paths: "LDAP://server[:port]/DN",
 // "LDAP://server/<GUID=...>", "<SID=...>",
 // "<WKGUID=guid,DN>", "LDAP://server/RootDSE", and the same with "GC://". Flags are the bits above.
@@ -113,13 +123,15 @@ class Directory {
                                      std::unique_ptr<PropertyObject>& object) = 0;
 
   // Opens each path and reads the named attributes of each, in whatever way is fastest; visit is
-  // called once per path, in any order, with the result of opening or reading it. The set may be
-  // moved from.
+  // called once per path, in any order, with the result of opening or reading it and what was said
+  // of a failure. The set may be moved from.
   virtual void ReadObjects(
       std::span<const std::u16string> paths, const Credentials& credentials, std::uint32_t flags,
       std::span<const std::u16string_view> attributes,
-      const std::function<void(std::size_t index, HResult result, AttributeSet& set)>& visit) = 0;
+      const std::function<void(std::size_t index, HResult result, AttributeSet& set,
+                               const ExtendedError& error)>& visit) = 0;
 
+  // What was said of the latest failure to open something; empty when the latest open succeeded.
   virtual ExtendedError LastError() = 0;
 };
 

@@ -1,5 +1,6 @@
 #include "platform/value.h"
 
+#include "platform/ranged_name.h"
 #include "platform/text.h"
 
 namespace zorvan::platform {
@@ -15,14 +16,24 @@ void AttributeSet::Add(std::u16string_view name, const Column& column) {
     }
     entry.values.push_back(value);
   }
-  entry.column = Column{column.type, entry.values};
+  entry.column = column;
+  entry.column.values = entry.values;
+  if (const auto range = RangeOf(entry.name)) {
+    entry.column.ranged = true;
+    entry.column.cut = !range->last;
+  }
 }
 
 const Column* AttributeSet::Find(std::u16string_view name) const {
+  const Column* found = nullptr;
   for (const Entry& entry : entries_) {
-    if (EqualsIgnoringCase(entry.name, name)) return &entry.column;
+    if (EqualsIgnoringCase(entry.name, name)) found = &entry.column;
+    if (found != nullptr && !found->values.empty()) return found;
   }
-  return nullptr;
+  for (const Entry& entry : entries_) {
+    if (IsPieceOf(entry.name, name)) return &entry.column;
+  }
+  return found;
 }
 
 }  // namespace zorvan::platform

@@ -57,10 +57,12 @@ struct Value {
   UtcTime time;
 };
 
-// All values of one attribute of one object, in directory order.
+// The values of one attribute of one object, in directory order.
 struct Column {
   AdsType type = AdsType::kInvalid;
   std::span<const Value> values;
+  bool ranged = false;  // one piece of a list, which the server delivers in pieces
+  bool cut = false;     // of such a list, more values follow
 };
 
 // Attributes read from one object, with their storage. Movable, not copyable; the views stay valid
@@ -73,11 +75,11 @@ class AttributeSet {
   AttributeSet(const AttributeSet&) = delete;
   AttributeSet& operator=(const AttributeSet&) = delete;
 
-  // Copies a column's values in.
+  // Copies a column in. A range in the name ("member;range=0-1499") makes it a piece of a list.
   void Add(std::u16string_view name, const Column& column);
 
-  // Null when the object has no such attribute. Names are compared ignoring the case of ASCII
-  // letters.
+  // Null when the object has no such attribute. Where there are no values under that name, a piece
+  // of the attribute's list is found by it. Names are compared ignoring the case of ASCII letters.
   const Column* Find(std::u16string_view name) const;
 
  private:

@@ -73,17 +73,20 @@ void RunSearch(NativeHandler& handler, const ReportDefinition& report, const Rep
                call::RowListener& listener, call::ErrorList& errors) {
   const auto filter =
       report.makeFilter(report, request.arguments, handler.platform.system().CurrentFileTime());
-  const std::u16string path = BindPath(handler, report, request);
-  std::unique_ptr<platform::DirectorySearch> search;
-  HResult result = platform::kInvalidArgument;
-  if (filter) {
-    result = directory::BindObject(handler, path, search,
-                                   IsAmongDeletedObjects(report) ? directory::kDeletedObjectsFlags
-                                                                 : platform::kSecureAuthentication);
-  } else {
+  if (!filter) {
     LogMessage(handler, call::kMilestone, "%s has no value for a parameter of its filter",
                report.method);
+    // No key of the reports speaks of parameters, so the system's words go without one.
+    call::AddSystemError(handler, errors, handler.settings.domainName, call::kSevere,
+                         Bits(platform::kInvalidArgument));
+    return;
   }
+  const std::u16string path = BindPath(handler, report, request);
+  std::unique_ptr<platform::DirectorySearch> search;
+  const HResult result =
+      directory::BindObject(handler, path, search,
+                            IsAmongDeletedObjects(report) ? directory::kDeletedObjectsFlags
+                                                          : platform::kSecureAuthentication);
   if (call::EndedByCaller(handler, result)) return;
   if (Failed(result)) {
     call::AddNativeError(errors, handler.settings.domainName, call::kSevere, Bits(result),

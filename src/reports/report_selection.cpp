@@ -1,36 +1,43 @@
 #include "reports/report_selection.h"
 
-#include <algorithm>
-
-#include "platform/text.h"
+#include "directory/object_class.h"
 
 namespace zorvan::reports {
 namespace {
 
 using call::LogMessage;
+using call::LogMessageW;
 using call::NativeHandler;
 using platform::Bits;
 using platform::Failed;
 using platform::HResult;
 
-constexpr std::u16string_view kObjectClass = u"objectClass";
+constexpr std::u16string_view kDistinguishedName = u"distinguishedName";
 constexpr std::u16string_view kUserAccountControl = u"userAccountControl";
 
-bool HasClass(platform::DirectorySearch& search, std::u16string_view name) {
+void LogUnreadClass(NativeHandler& handler, platform::DirectorySearch& search, HResult result) {
   platform::Column column;
-  if (Failed(search.GetColumn(kObjectClass, column))) return false;
-  return std::any_of(column.values.begin(), column.values.end(), [&](const platform::Value& value) {
-    return platform::EqualsIgnoringCase(value.text, name);
-  });
+  const bool named =
+      !Failed(search.GetColumn(kDistinguishedName, column)) && !column.values.empty();
+  LogMessageW(
+      handler, call::kMilestone,
+      "The class of the deleted object %ws cannot be read, so it is not listed, error code: "
+      "%x",
+      named ? column.values[0].text : std::u16string_view(), Bits(result));
 }
 
 // A deleted object keeps its classes but loses its category, and a computer's classes include the
-// user's: so a user is what is no computer.
-directory::RowSelection DeletedClassSelection(bool computers) {
-  const auto keep = [computers](platform::DirectorySearch& search) {
-    return HasClass(search, u"user") && HasClass(search, u"computer") == computers;
+// user's: so a user is what is no computer. An object whose classes cannot be read is neither.
+directory::RowSelection DeletedClassSelection(NativeHandler& handler, bool computers) {
+  const auto keep = [&handler, computers](platform::DirectorySearch& search) {
+    bool user = false;
+    bool computer = false;
+    HResult result = directory::HasClass(search, u"user", user);
+    if (!Failed(result)) result = directory::HasClass(search, u"computer", computer);
+    if (Failed(result)) LogUnreadClass(handler, search, result);
+    return !Failed(result) && user && computer == computers;
   };
-  return {{kObjectClass}, keep};
+  return {{directory::kObjectClass}, keep};
 }
 
 }  // namespace
@@ -52,8 +59,12 @@ directory::RowSelection AccountFlagSelection(NativeHandler& handler, std::uint32
   return {{kUserAccountControl}, keep};
 }
 
-directory::RowSelection KeepDeletedUsers(NativeHandler&) { return DeletedClassSelection(false); }
+directory::RowSelection KeepDeletedUsers(NativeHandler& handler) {
+  return DeletedClassSelection(handler, false);
+}
 
-directory::RowSelection KeepDeletedComputers(NativeHandler&) { return DeletedClassSelection(true); }
+directory::RowSelection KeepDeletedComputers(NativeHandler& handler) {
+  return DeletedClassSelection(handler, true);
+}
 
 }  // namespace zorvan::reports

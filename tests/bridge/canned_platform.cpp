@@ -151,8 +151,7 @@ HResult Answer(const CannedCall& call, std::u16string_view path, const Credentia
 class CannedSystem final : public System {
  public:
   std::int64_t CurrentFileTime() override { return 0; }
-  bool FormatMessageText(std::uint32_t, std::u16string&) override { return false; }
-  Win32Code LastError() override { return 0; }
+  Win32Code FormatMessageText(std::uint32_t, std::u16string&) override { return 317; }
 };
 
 class CannedPlatform final : public Platform, public Directory, public Accounts {
@@ -182,19 +181,20 @@ class CannedPlatform final : public Platform, public Directory, public Accounts 
   }
   void ReadObjects(std::span<const std::u16string> paths, const Credentials&, std::uint32_t,
                    std::span<const std::u16string_view>,
-                   const std::function<void(std::size_t, HResult, AttributeSet&)>& visit) override {
+                   const std::function<void(std::size_t, HResult, AttributeSet&,
+                                            const ExtendedError&)>& visit) override {
     const Value name{u"Boss", {}, 0, {}};
     for (std::size_t i = 0; i < paths.size(); ++i) {
       AttributeSet set;
       set.Add(u"cn", {AdsType::kCaseIgnoreString, {&name, 1}});
-      visit(i, kOk, set);
+      visit(i, kOk, set, {});
     }
   }
   ExtendedError LastError() override { return {}; }
-  Win32Code QueryUserConfig(std::u16string_view, std::u16string_view, const Credentials&,
-                            std::u16string_view, TerminalServicesClass,
-                            TerminalServicesValue&) override {
-    return Bits(kNotSupported);
+  ExtendedError QueryUserConfig(std::u16string_view, std::u16string_view, const Credentials&,
+                                std::u16string_view, TerminalServicesClass,
+                                TerminalServicesValue&) override {
+    return {Bits(kNotSupported), {}};
   }
 
  private:

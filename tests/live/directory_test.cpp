@@ -119,13 +119,31 @@ TEST_F(DirectoryTest, SearchesOnOneConnectionDoNotDisturbEachOther) {
     if (second->GetNextRow() == kOk) ofSecond.insert(TextOf(*second, u"sAMAccountName"));
     if (ofFirst.size() % 100 != 0) continue;
     const std::u16string_view names[] = {u"dc"};
-    directory().ReadObjects(paths, administrator_.credentials(), kSecureAuthentication, names,
-                            [&](std::size_t index, HResult result, AttributeSet&) {
-                              EXPECT_EQ(Succeeded(result), index == 0);
-                            });
+    directory().ReadObjects(
+        paths, administrator_.credentials(), kSecureAuthentication, names,
+        [&](std::size_t index, HResult result, AttributeSet&, const ExtendedError&) {
+          EXPECT_EQ(Succeeded(result), index == 0);
+        });
   }
   EXPECT_EQ(ofFirst, expected);
   EXPECT_EQ(ofSecond, expected);
+}
+
+TEST_F(DirectoryTest, APieceOfAListIsFoundByEitherName) {
+  const auto search = Open(BasePath());
+  Execute(*search, u"(sAMAccountName=biggroup)", {u"member;range=0-9"});
+  ASSERT_EQ(search->GetNextRow(), kOk);
+  for (std::u16string_view name : {u"member", u"member;range=0-9"}) {
+    Column column;
+    ASSERT_EQ(search->GetColumn(name, column), kOk);
+    EXPECT_EQ(column.values.size(), 10U);
+    EXPECT_TRUE(column.cut);
+  }
+  Execute(*search, u"(sAMAccountName=biggroup)", {u"member;range=2490-*"});
+  ASSERT_EQ(search->GetNextRow(), kOk);
+  Column rest;
+  ASSERT_EQ(search->GetColumn(u"member", rest), kOk);
+  EXPECT_TRUE(rest.ranged && !rest.cut);
 }
 
 TEST_F(DirectoryTest, ASearchGivenUpInMidPageLeavesTheConnectionUsable) {
@@ -273,9 +291,10 @@ TEST_F(DirectoryTest, TheRootOfTheServiceAndPropertiesAreReadThroughTheCache) {
 TEST_F(DirectoryTest, TerminalServicesSettingsThatCannotBeReadSayWhy) {
   const auto query = [&](std::u16string_view user) {
     TerminalServicesValue value;
-    return platform_->accounts().QueryUserConfig(domain_.Wide("host"), domain_.Wide("baseDn"),
-                                                 administrator_.credentials(), user,
-                                                 TerminalServicesClass::kAllowLogon, value);
+    return platform_->accounts()
+        .QueryUserConfig(domain_.Wide("host"), domain_.Wide("baseDn"), administrator_.credentials(),
+                         user, TerminalServicesClass::kAllowLogon, value)
+        .code;
   };
   EXPECT_EQ(query(u"N.TS.Full"), 0U);
   EXPECT_EQ(query(u"n.ts.cut"), 13U);
@@ -290,7 +309,8 @@ TEST_F(DirectoryTest, TheSchemaOfTheServerAgreesWithTheBuiltInTable) {
             kOk)
       << ToUtf8(error.text);
   posix::SchemaTypes types;
-  ASSERT_EQ(posix::ReadSchema(*connection, types), kOk);
+  ASSERT_EQ(posix::ReadSchema(*connection, posix::Deadline::max(), types, error), kOk)
+      << ToUtf8(error.text);
   EXPECT_GT(types.size(), 1000U);
   std::size_t compared = 0;
   for (const posix::BuiltInAttribute& attribute : posix::BuiltInAttributes()) {
@@ -303,9 +323,13 @@ TEST_F(DirectoryTest, TheSchemaOfTheServerAgreesWithTheBuiltInTable) {
   }
   EXPECT_GT(compared, 280U);
 
-  EXPECT_EQ(posix::AttributeType(*connection, "msDS-hasDomainNCs"), AdsType::kDnString);
-  EXPECT_EQ(posix::AttributeType(*connection, "MSFVE-KeyPackage"), AdsType::kOctetString);
-  EXPECT_EQ(posix::AttributeType(*connection, "noSuchAttribute"), AdsType::kProviderSpecific);
+  const posix::CallConditions conditions;
+  posix::CallSchemas schemas(conditions);
+  EXPECT_EQ(schemas.TypeOf(*connection, "msDS-hasDomainNCs").type, AdsType::kDnString);
+  EXPECT_EQ(schemas.TypeOf(*connection, "MSFVE-KeyPackage;x").type, AdsType::kOctetString);
+  const auto none = schemas.TypeOf(*connection, "noSuchAttribute");
+  EXPECT_EQ(none.type, AdsType::kProviderSpecific);
+  EXPECT_TRUE(none.settled);
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -36,6 +37,26 @@ class RecordingLog : public call::LogSink {
   }
 
   std::vector<RecordedLine> lines;
+};
+
+struct RecordedNotice {
+  platform::NoticeKind kind;
+  std::u16string subject;
+  std::u16string detail;
+  std::uint64_t count;
+  bool operator==(const RecordedNotice&) const = default;
+};
+
+class RecordingObserver : public platform::CallObserver {
+ public:
+  bool IsCancelled() override { return cancelled; }
+  void Notify(const platform::Notice& notice) override {
+    notices.push_back(
+        {notice.kind, std::u16string(notice.subject), std::u16string(notice.detail), notice.count});
+  }
+
+  bool cancelled = false;
+  std::vector<RecordedNotice> notices;
 };
 
 class RecordingErrors : public call::ErrorList {

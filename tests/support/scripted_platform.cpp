@@ -74,14 +74,14 @@ class ScriptedSearch : public platform::DirectorySearch, private Interface {
     attributes_.assign(attributes.begin(), attributes.end());
     script_.searches.push_back({std::u16string(filter), attributes_, preferences_});
     next_ = 0;
-    const HResult result = script_.Try(Call::kExecute, filter);
+    const HResult result = Told(script_.Try(Call::kExecute, filter));
     if (!Failed(result)) rows_ = script_.Find(path_, filter);
     return result;
   }
 
   HResult GetNextRow() override {
     current_ = AttributeSet();
-    const HResult result = script_.Try(Call::kNextRow, path_);
+    const HResult result = Told(script_.Try(Call::kNextRow, path_));
     if (Failed(result)) return result;
     return next_ == rows_.size() ? platform::kNoMoreRows : (++next_, platform::kOk);
   }
@@ -106,7 +106,14 @@ class ScriptedSearch : public platform::DirectorySearch, private Interface {
     }
   }
 
+  platform::ExtendedError LastError() override { return lastError_; }
+
  private:
+  HResult Told(HResult result) {
+    lastError_ = Failed(result) ? script_.extendedError : platform::ExtendedError{};
+    return result;
+  }
+
   // The values of an attribute, with or without an option such as ";range=0-999", that was asked
   // for and is there.
   const Column* Requested(std::u16string_view attribute, std::size_t row) const {
@@ -123,6 +130,7 @@ class ScriptedSearch : public platform::DirectorySearch, private Interface {
   std::vector<const ScriptedObject*> rows_;
   std::size_t next_ = 0;
   AttributeSet current_;
+  platform::ExtendedError lastError_;
 };
 
 // Nothing that is tested over this platform reads attributes of an opened object.
@@ -166,7 +174,8 @@ class ScriptedDirectory : public platform::Directory {
 
   void ReadObjects(std::span<const std::u16string> paths, const Credentials& credentials,
                    std::uint32_t flags, std::span<const std::u16string_view> attributes,
-                   const std::function<void(std::size_t, HResult, AttributeSet&)>& visit) override {
+                   const std::function<void(std::size_t, HResult, AttributeSet&,
+                                            const platform::ExtendedError&)>& visit) override {
     script_.batches.emplace_back(paths.begin(), paths.end());
     for (std::size_t i = paths.size(); i-- > 0;) {
       const ScriptedObject* object = nullptr;
@@ -177,7 +186,7 @@ class ScriptedDirectory : public platform::Directory {
         const Column* column = Failed(result) ? nullptr : object->attributes().Find(name);
         if (column != nullptr) set.Add(name, *column);
       }
-      visit(i, result, set);
+      visit(i, result, set, Failed(result) ? script_.extendedError : platform::ExtendedError{});
     }
   }
 
@@ -200,16 +209,17 @@ class ScriptedAccounts : public platform::Accounts {
  public:
   explicit ScriptedAccounts(Script& script) : script_(script) {}
 
-  platform::Win32Code QueryUserConfig(std::u16string_view, std::u16string_view, const Credentials&,
-                                      std::u16string_view userName, platform::TerminalServicesClass,
-                                      platform::TerminalServicesValue& value) override {
+  platform::ExtendedError QueryUserConfig(std::u16string_view, std::u16string_view,
+                                          const Credentials&, std::u16string_view userName,
+                                          platform::TerminalServicesClass,
+                                          platform::TerminalServicesValue& value) override {
     constexpr platform::Win32Code kNoSuchUser = 1317;
     const HResult result = script_.Try(Call::kConfig, userName);
-    if (Failed(result)) return platform::Bits(result) & 0xFFFF;
+    if (Failed(result)) return {platform::Bits(result) & 0xFFFF, script_.extendedError.text};
     const auto found = script_.userConfig.find(std::u16string(userName));
-    if (found == script_.userConfig.end()) return kNoSuchUser;
+    if (found == script_.userConfig.end()) return {kNoSuchUser, {}};
     value = found->second;
-    return 0;
+    return {};
   }
 
  private:
@@ -221,11 +231,10 @@ class ScriptedSystem : public platform::System {
   explicit ScriptedSystem(Script& script) : script_(script) {}
 
   std::int64_t CurrentFileTime() override { return 0; }
-  bool FormatMessageText(std::uint32_t code, std::u16string& text) override {
+  platform::Win32Code FormatMessageText(std::uint32_t code, std::u16string& text) override {
     text = script_.messages[code];
-    return !text.empty();
+    return text.empty() ? script_.noMessage : 0;
   }
-  platform::Win32Code LastError() override { return script_.lastError; }
 
  private:
   Script& script_;

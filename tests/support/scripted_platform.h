@@ -86,7 +86,7 @@ class Script {
   std::map<std::u16string, platform::TerminalServicesValue> userConfig;  // whatever is asked for
   std::map<std::uint32_t, std::u16string> messages;
   platform::ExtendedError extendedError;
-  platform::Win32Code lastError = 0;
+  platform::Win32Code noMessage = 317;  // why a code has no text
   std::size_t rowsReceivedAhead = 1000;
 
   platform::CallTerms terms;                   // as the call began

@@ -202,13 +202,13 @@ TEST_F(AdapterLiveTest, ReadsManyObjectsAndTellsWhichAreNotThere) {
                                   Path(u"CN=Guest,CN=Users," + base_)};
   constexpr std::u16string_view kNames[] = {u"cn", u"objectGUID"};
   std::map<std::size_t, std::pair<HResult, std::u16string>> visited;
-  directory().ReadObjects(paths, administrator(), kSecureAuthentication, kNames,
-                          [&](std::size_t index, HResult result, AttributeSet& set) {
-                            const Column* name = set.Find(u"cn");
-                            visited[index] = {result, name == nullptr
-                                                          ? std::u16string()
-                                                          : std::u16string(name->values[0].text)};
-                          });
+  directory().ReadObjects(
+      paths, administrator(), kSecureAuthentication, kNames,
+      [&](std::size_t index, HResult result, AttributeSet& set, const ExtendedError&) {
+        const Column* name = set.Find(u"cn");
+        visited[index] = {
+            result, name == nullptr ? std::u16string() : std::u16string(name->values[0].text)};
+      });
   ASSERT_EQ(visited.size(), 3U);
   EXPECT_EQ(visited[0], std::pair(kOk, std::u16string(u"Administrator")));
   EXPECT_EQ(visited[1].first, kNoSuchObject);

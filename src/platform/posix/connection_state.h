@@ -47,8 +47,9 @@ struct ConnectionState {
   std::string provenBy;
   std::string forestKey;
   CallConditions conditions;
-  Deadline openingEnds;  // the latest moment for the end of the log-on
-  bool opened = false;   // the log-on is over
+  Deadline openingEnds;                    // the latest moment for the end of the log-on
+  bool opened = false;                     // the log-on is over
+  Deadline requestsEnd = Deadline::max();  // of LimitRequests
   Authentication authentication = Authentication::kAnonymous;
   bool broken = false;
   std::size_t messageSize = 0;  // of what the latest wait gave

@@ -62,6 +62,8 @@ inline void Unbind(LDAP* handle) { ldap_unbind_ext(handle, nullptr, nullptr); }
 using LdapHandle = UniqueHandle<LDAP*, Unbind>;
 using LdapMessage = UniqueHandle<LDAPMessage*, ldap_msgfree>;
 using LdapText = UniqueHandle<char*, ldap_memfree>;
+inline void FreeTexts(char** texts) { ldap_memvfree(reinterpret_cast<void**>(texts)); }
+using LdapTexts = UniqueHandle<char**, FreeTexts>;
 using BerValue = UniqueHandle<berval*, ber_bvfree>;
 using BerValues = UniqueHandle<berval**, ldap_value_free_len>;
 

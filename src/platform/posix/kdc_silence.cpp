@@ -31,11 +31,6 @@ void RememberSilence(const SocketAddress& kdc, Deadline now) {
   silences.push_back({kdc, now + kSilenceRemembered});
 }
 
-void ForgetSilence(const SocketAddress& kdc) {
-  const std::lock_guard lock(mutex);
-  std::erase_if(silences, [&](const Silence& silence) { return Same(silence.kdc, kdc); });
-}
-
 bool WasSilent(const SocketAddress& kdc, Deadline now) {
   const std::lock_guard lock(mutex);
   std::erase_if(silences, [&](const Silence& silence) { return silence.until <= now; });

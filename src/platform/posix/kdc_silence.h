@@ -14,7 +14,6 @@ inline constexpr std::chrono::seconds kSilenceRemembered{60};
 
 // Any thread may call. now is the present time.
 void RememberSilence(const SocketAddress& kdc, Deadline now);
-void ForgetSilence(const SocketAddress& kdc);
 bool WasSilent(const SocketAddress& kdc, Deadline now);
 
 }  // namespace zorvan::platform::posix

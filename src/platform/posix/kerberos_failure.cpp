@@ -21,7 +21,8 @@ struct Cause {
 constexpr std::u16string_view kClocks =
     u"The clocks of this computer and the server differ too much.";
 constexpr std::u16string_view kNoAesKeys =
-    u"The account or the server has no AES keys, and RC4 is not allowed.";
+    u"The account or the server has no AES keys (its password is very old, or was never set), and "
+    u"RC4 is not allowed.";
 constexpr std::u16string_view kUnreadable =
     u"The Kerberos configuration of this computer cannot be read.";
 constexpr std::u16string_view kNoTicket = u"This process has no Kerberos ticket.";

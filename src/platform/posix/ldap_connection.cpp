@@ -128,10 +128,12 @@ HResult ServerDown(std::string_view reason, ExtendedError& error) {
 
 // The waiting is done here, on the socket, and libldap only asked for what has arrived.
 HResult ConnectionState::Await(int messageId, int all, LDAPMessage*& message) {
+  // A request that has used up its own limit is over, also while messages of it keep coming.
+  if (requestsEnd != Deadline::max() && Clock::now() >= requestsEnd) return GiveUp(kTimedOut);
   HResult result = TakeArrived(messageId, all, message);
   if (result != kNothingYet) return result;
   const auto idleEnd = [this] {
-    return std::min(conditions.end, Clock::now() + conditions.terms.idle);
+    return std::min({conditions.end, requestsEnd, Clock::now() + conditions.terms.idle});
   };
   if (opened) patience_.PutOff(idleEnd());
   std::uint64_t seen = gate.answers();
@@ -178,7 +180,7 @@ HResult ConnectionState::GiveUp(HResult ended) {
     failure = EndOfCall(call);
     return call;
   }
-  broken = true;
+  broken = ended != kTimedOut || Clock::now() < requestsEnd;
   failure = {Bits(ended) & 0xFFFFU, u"The server sent no whole answer within the time limit."};
   return ended;
 }
@@ -246,6 +248,7 @@ const ServerNames& LdapConnection::names() const { return state_->names; }
 Authentication LdapConnection::authentication() const { return state_->authentication; }
 const std::string& LdapConnection::forestKey() const { return state_->forestKey; }
 bool LdapConnection::hasProvenForest() const { return !state_->provenBy.empty(); }
+void LdapConnection::LimitRequests(Deadline deadline) { state_->requestsEnd = deadline; }
 bool LdapConnection::broken() const { return state_->IsBroken(); }
 const ExtendedError& LdapConnection::failure() const { return state_->failure; }
 

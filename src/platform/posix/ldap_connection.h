@@ -100,12 +100,30 @@ class LdapConnection {
   // Tells the server, if it can still be told, that the answer to a request is not wanted.
   void Abandon(int messageId);
 
+  // From now on requests are waited for until then only; one that is not answered by then has timed
+  // out, and the connection stays good for others.
+  void LimitRequests(Deadline deadline);
+
   // True once the transport has failed: every later request would fail, so the connection is not
   // offered for reuse.
   bool broken() const;
 
  private:
   std::unique_ptr<ConnectionState> state_;
+};
+
+// A limit for the requests that are made while this lives.
+class RequestLimit {
+ public:
+  RequestLimit(LdapConnection& connection, Deadline deadline) : connection_(connection) {
+    connection_.LimitRequests(deadline);
+  }
+  ~RequestLimit() { connection_.LimitRequests(Deadline::max()); }
+  RequestLimit(const RequestLimit&) = delete;
+  RequestLimit& operator=(const RequestLimit&) = delete;
+
+ private:
+  LdapConnection& connection_;
 };
 
 }  // namespace zorvan::platform::posix

@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "platform/posix/ldap_result.h"
-#include "platform/posix/schema.h"
 #include "platform/posix/unicode.h"
 #include "platform/text.h"
 
@@ -15,8 +14,8 @@ namespace {
 
 constexpr std::u16string_view kNameAttribute = u"distinguishedName";
 
-AdsType TypeOf(LdapConnection& connection, std::string_view attribute) {
-  return AttributeType(connection, attribute.substr(0, attribute.find(';')));
+AdsType TypeOf(const LdapTarget& target, std::string_view attribute) {
+  return target.context->schemas.TypeOf(*target.connection, attribute).type;
 }
 
 void AddName(std::string_view dn, AttributeSet& attributes) {
@@ -41,14 +40,26 @@ SearchRequest ObjectRequest(const LdapTarget& target, std::span<const std::u16st
   return request;
 }
 
-void FillAttributeSet(LdapConnection& connection, LDAPMessage* message, EntryDecoder& entry,
+HResult ReadTarget(LdapTarget& target, SearchRequest request, Message& chain, LDAPMessage*& entry,
+                   ExtendedError& error) {
+  HResult result = ReadEntry(*target.connection, request, chain, entry, error);
+  if (result != kReferral) return result;
+  result = target.context->followReferral(target, error);
+  if (Failed(result)) return result;
+  request.base = target.dn;
+  result = ReadEntry(*target.connection, request, chain, entry, error);
+  // Says where the second one points to, and that it is not followed.
+  return result == kReferral ? target.context->followReferral(target, error) : result;
+}
+
+void FillAttributeSet(const LdapTarget& target, LDAPMessage* message, EntryDecoder& entry,
                       std::span<const std::u16string_view> names, AttributeSet& attributes) {
-  if (!entry.Reset(connection.handle(), message)) return;
+  if (!entry.Reset(target.connection->handle(), message)) return;
   for (std::size_t index = 0; index < entry.count(); ++index) {
     const std::string_view name = entry.name(index);
     if (entry.Find(name, index) != index) continue;
     Column column;
-    if (Failed(entry.Decode(index, TypeOf(connection, name), column))) continue;
+    if (Failed(entry.Decode(index, TypeOf(target, name), column))) continue;
     attributes.Add(ToUtf16(name), column);
   }
   const bool named = std::ranges::any_of(
@@ -63,11 +74,11 @@ HResult LdapObject::GetObjectAttributes(std::span<const std::u16string_view> nam
   attributes = AttributeSet();
   Message chain;
   LDAPMessage* entry = nullptr;
-  const HResult result = ReadEntry(*target_.connection, ObjectRequest(target_, names), chain, entry,
-                                   target_.context->lastError);
+  ExtendedError error;
+  const HResult result = ReadTarget(target_, ObjectRequest(target_, names), chain, entry, error);
   if (Failed(result)) return result;
   EntryDecoder decoder;
-  FillAttributeSet(*target_.connection, entry, decoder, names, attributes);
+  FillAttributeSet(target_, entry, decoder, names, attributes);
   return kOk;
 }
 
@@ -75,8 +86,8 @@ LdapPropertyObject::LdapPropertyObject(LdapTarget target) : target_(std::move(ta
 
 HResult LdapPropertyObject::GetInfo() {
   LDAPMessage* entry = nullptr;
-  const HResult result = ReadEntry(*target_.connection, ObjectRequest(target_, {}), chain_, entry,
-                                   target_.context->lastError);
+  ExtendedError error;
+  const HResult result = ReadTarget(target_, ObjectRequest(target_, {}), chain_, entry, error);
   if (Failed(result)) {
     chain_.reset();
     return result;
@@ -93,13 +104,13 @@ HResult LdapPropertyObject::Get(std::u16string_view attribute, AttributeSet& val
     if (Failed(result)) return result;
   }
   const std::string name = ToUtf8(attribute);
-  const std::optional<std::size_t> index = entry_.Find(name);
+  const std::optional<std::size_t> index = entry_.FindOrPiece(name);
   if (!index) {
     if (EqualsIgnoringCase(attribute, kNameAttribute)) AddName(entry_.dn(), value);
     return value.Find(attribute) == nullptr ? kPropertyNotFound : kOk;
   }
   Column column;
-  const HResult result = entry_.Decode(*index, TypeOf(*target_.connection, name), column);
+  const HResult result = entry_.Decode(*index, TypeOf(target_, name), column);
   if (Failed(result)) return result;
   value.Add(attribute, column);
   return kOk;

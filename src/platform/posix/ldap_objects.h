@@ -15,9 +15,14 @@ namespace zorvan::platform::posix {
 // The request that reads the named attributes (all of them when there are none) of an object.
 SearchRequest ObjectRequest(const LdapTarget& target, std::span<const std::u16string_view> names);
 
-// Copies an entry's attributes into a set, by way of a decoder that can be used again. The
-// distinguished name is put in when it is among the names.
-void FillAttributeSet(LdapConnection& connection, LDAPMessage* message, EntryDecoder& entry,
+// Reads the target's entry as ReadEntry does. Where the answer is a referral it is followed once,
+// and the target is then where it led to.
+HResult ReadTarget(LdapTarget& target, SearchRequest request, Message& chain, LDAPMessage*& entry,
+                   ExtendedError& error);
+
+// Copies an entry of the target's server into a set, by way of a decoder that can be used again.
+// The distinguished name is put in when it is among the names.
+void FillAttributeSet(const LdapTarget& target, LDAPMessage* message, EntryDecoder& entry,
                       std::span<const std::u16string_view> names, AttributeSet& attributes);
 
 class LdapObject final : public DirectoryObject {

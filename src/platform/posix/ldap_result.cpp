@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <string>
 
 #include "platform/posix/handles.h"
 #include "platform/posix/logon_failure.h"
@@ -104,7 +105,14 @@ std::u16string TextOf(int resultCode, std::string_view diagnostic) {
   while (!diagnostic.empty() && (diagnostic.back() == '\n' || diagnostic.back() == '\0')) {
     diagnostic.remove_suffix(1);
   }
-  return ToUtf16(diagnostic.empty() ? ldap_err2string(resultCode) : diagnostic);
+  if (!diagnostic.empty()) return ToUtf16(diagnostic);
+  if (resultCode == LDAP_OTHER) return u"The server failed for a reason that it does not name.";
+  // The library's own codes are negative and all have names.
+  const bool named =
+      resultCode < 0 || std::ranges::find(kMappings, resultCode, &Mapping::ldap) != kMappings.end();
+  return ToUtf16(named ? ldap_err2string(resultCode)
+                       : "The server answered with the result code " + std::to_string(resultCode) +
+                             ", which has no meaning here.");
 }
 
 }  // namespace
@@ -123,16 +131,21 @@ ExtendedError ExtendedErrorFromLdap(int resultCode, std::string_view diagnostic)
 HResult ResultOf(LDAP* handle, LDAPMessage* message, ExtendedError& error) {
   int code = LDAP_SUCCESS;
   LdapText diagnostic;
+  LdapTexts referrals;
   if (message != nullptr) {
-    const int parsed =
-        ldap_parse_result(handle, message, &code, nullptr, diagnostic.Put(), nullptr, nullptr, 0);
+    const int parsed = ldap_parse_result(handle, message, &code, nullptr, diagnostic.Put(),
+                                         referrals.Put(), nullptr, 0);
     if (parsed != LDAP_SUCCESS) code = parsed;
   } else {
     ldap_get_option(handle, LDAP_OPT_RESULT_CODE, &code);
     ldap_get_option(handle, LDAP_OPT_DIAGNOSTIC_MESSAGE, diagnostic.Put());
   }
   const HResult result = HResultFromLdap(code);
-  if (Failed(result)) error = ExtendedErrorFromLdap(code, diagnostic ? diagnostic.get() : "");
+  if (!Failed(result)) return result;
+  error = ExtendedErrorFromLdap(code, diagnostic ? diagnostic.get() : "");
+  for (char** url = referrals.get(); url != nullptr && *url != nullptr; ++url) {
+    error.referrals.push_back(ToUtf16(*url));
+  }
   return result;
 }
 

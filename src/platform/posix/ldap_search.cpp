@@ -5,7 +5,6 @@
 
 #include "platform/posix/ads_path.h"
 #include "platform/posix/ldap_result.h"
-#include "platform/posix/schema.h"
 #include "platform/posix/search_filter.h"
 #include "platform/posix/unicode.h"
 #include "platform/text.h"
@@ -58,32 +57,59 @@ HResult LdapSearch::SetSearchPreference(std::span<const SearchPreference> prefer
 HResult LdapSearch::ExecuteSearch(std::u16string_view filter,
                                   std::span<const std::u16string_view> attributes) {
   search_.reset();
+  error_ = {};
   onRow_ = false;
+  hadRows_ = false;
+  refused_ = false;
   requested_.clear();
   nameRequested_ = false;
 
-  SearchRequest request = preferences_;
-  const HResult understood = NormalizeFilter(filter, request.filter);
+  request_ = preferences_;
+  const HResult understood = NormalizeFilter(filter, request_.filter);
   if (Failed(understood)) return understood;
   for (std::u16string_view attribute : attributes) {
     const Requested& requested = RequestedColumn(attribute);
     // The name of an object comes with every entry; asking for it again would only send it twice.
     nameRequested_ |= requested.source == Source::kEntryName;
     if (requested.source == Source::kEntry && IsAttributeName(requested.attribute)) {
-      request.attributes.push_back(requested.attribute);
+      request_.attributes.push_back(requested.attribute);
     }
   }
-  if (request.attributes.empty()) request.attributes.emplace_back(kNoAttributes);
+  if (request_.attributes.empty()) request_.attributes.emplace_back(kNoAttributes);
+  return Start();
+}
 
-  search_ = std::make_unique<PagedSearch>(*target_.connection, std::move(request));
-  return search_->Start(target_.context->lastError);
+HResult LdapSearch::Start() {
+  search_ = std::make_unique<PagedSearch>(*target_.connection, request_);
+  return search_->Start(error_);
+}
+
+// Searches at the server that the directory refers to.
+HResult LdapSearch::FollowReferral() {
+  LdapTarget there = target_;
+  const HResult followed = target_.context->followReferral(there, error_);
+  if (Failed(followed)) return followed;
+  search_.reset();  // before its connection
+  target_ = std::move(there);
+  request_.base = target_.dn;
+  preferences_.base = target_.dn;
+  error_ = {};
+  HResult result = Start();
+  if (Succeeded(result)) result = search_->Next(error_);
+  // Says where the second one points to, and that it is not followed.
+  return result == kReferral ? target_.context->followReferral(target_, error_) : result;
 }
 
 HResult LdapSearch::GetNextRow() {
   onRow_ = false;
   if (search_ == nullptr) return kUnexpected;
-  const HResult result = search_->Next(target_.context->lastError);
+  HResult result = refused_ ? kReferral : search_->Next(error_);
+  if (result == kReferral && !hadRows_ && !refused_) {
+    result = FollowReferral();
+    refused_ = result == kReferral;
+  }
   if (result != kOk) return result;
+  hadRows_ = true;
   if (!row_.Reset(target_.connection->handle(), search_->current())) {
     return HResultFromLdap(LDAP_DECODING_ERROR);
   }
@@ -114,8 +140,9 @@ LdapSearch::Requested& LdapSearch::RequestedColumn(std::u16string_view name) {
 
 AdsType LdapSearch::TypeOf(Requested& requested) {
   if (!requested.type) {
-    const std::string_view attribute = requested.attribute;
-    requested.type = AttributeType(*target_.connection, attribute.substr(0, attribute.find(';')));
+    const auto typed = target_.context->schemas.TypeOf(*target_.connection, requested.attribute);
+    if (!typed.settled) return typed.type;
+    requested.type = typed.type;
   }
   return *requested.type;
 }
@@ -124,7 +151,7 @@ HResult LdapSearch::GetColumn(std::u16string_view attribute, Column& column) {
   if (!onRow_) return kUnexpected;
   Requested& requested = RequestedColumn(attribute);
   if (requested.source != Source::kEntry) return GetNameColumn(requested, column);
-  const std::optional<std::size_t> place = row_.Find(requested.attribute, requested.place);
+  const std::optional<std::size_t> place = row_.FindOrPiece(requested.attribute, requested.place);
   if (!place) return kColumnNotSet;
   requested.place = *place;
   return row_.Decode(*place, TypeOf(requested), column);
@@ -148,7 +175,7 @@ void LdapSearch::ForEachReceivedText(std::u16string_view attribute,
   Requested& requested = RequestedColumn(attribute);
   if (requested.source != Source::kEntry) return;
   const auto visitEntry = [&](EntryDecoder& entry) {
-    const std::optional<std::size_t> place = entry.Find(requested.attribute, requested.place);
+    const auto place = entry.FindOrPiece(requested.attribute, requested.place);
     Column column;
     if (!place || Failed(entry.Decode(*place, TypeOf(requested), column))) return;
     for (const Value& value : column.values) {

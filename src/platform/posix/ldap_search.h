@@ -8,25 +8,11 @@
 #include <vector>
 
 #include "platform/directory.h"
-#include "platform/posix/ldap_connection.h"
+#include "platform/posix/directory_context.h"
 #include "platform/posix/search_request.h"
 #include "platform/posix/value_decoding.h"
 
 namespace zorvan::platform::posix {
-
-// What the objects that were opened in one call share.
-struct DirectoryContext {
-  ExtendedError lastError;
-};
-
-// An object that was opened: where it is, and how the paths of its like begin.
-struct LdapTarget {
-  std::shared_ptr<LdapConnection> connection;
-  std::string dn;
-  bool rootDse = false;
-  std::u16string pathPrefix;
-  std::shared_ptr<DirectoryContext> context;
-};
 
 // The names that can be asked for. A server would take the rest for a mistake of protocol, or for
 // another name.
@@ -43,6 +29,7 @@ class LdapSearch final : public DirectorySearch {
   HResult GetColumn(std::u16string_view attribute, Column& column) override;
   void ForEachReceivedText(std::u16string_view attribute,
                            const std::function<void(std::u16string_view)>& visit) override;
+  ExtendedError LastError() override { return error_; }
 
  private:
   enum class Source { kEntry, kEntryName, kPath };
@@ -52,17 +39,23 @@ class LdapSearch final : public DirectorySearch {
     std::u16string name;
     std::string attribute;
     Source source = Source::kEntry;
-    std::optional<AdsType> type;
-    std::size_t place = 0;  // where the row before had it
+    std::optional<AdsType> type;  // once it is known for good
+    std::size_t place = 0;        // where the row before had it
   };
 
+  HResult Start();
+  HResult FollowReferral();
   Requested& RequestedColumn(std::u16string_view name);
   AdsType TypeOf(Requested& requested);
   HResult GetNameColumn(const Requested& requested, Column& column);
 
   LdapTarget target_;
   SearchRequest preferences_;
+  SearchRequest request_;
   std::unique_ptr<PagedSearch> search_;
+  ExtendedError error_;
+  bool hadRows_ = false;
+  bool refused_ = false;  // the referral that it was answered by was not followed
   bool onRow_ = false;
   EntryDecoder row_;
   EntryDecoder rowAhead_;

@@ -20,42 +20,43 @@ Win32Code Win32Of(HResult result) {
 
 }  // namespace
 
-Win32Code PosixAccounts::QueryUserConfig(std::u16string_view serverName,
-                                         std::u16string_view namingContext,
-                                         const Credentials& credentials,
-                                         std::u16string_view userName,
-                                         TerminalServicesClass setting,
-                                         TerminalServicesValue& value) {
-  if (serverName.empty() || userName.empty()) return kInvalidParameter;
+ExtendedError PosixAccounts::QueryUserConfig(std::u16string_view serverName,
+                                             std::u16string_view namingContext,
+                                             const Credentials& credentials,
+                                             std::u16string_view userName,
+                                             TerminalServicesClass setting,
+                                             TerminalServicesValue& value) {
+  if (serverName.empty() || userName.empty()) return {kInvalidParameter, {}};
   std::u16string path = u"LDAP://" + std::u16string(serverName);
   if (!namingContext.empty()) (path += u'/') += namingContext;
   const std::u16string user = path + u'|' + std::u16string(userName);
+  ExtendedError error{lastResult_, {}};
   if (user != lastUser_) {
-    lastResult_ = ReadUser(path, credentials, userName);
+    error = ReadUser(path, credentials, userName);
+    lastResult_ = error.code;
     lastUser_ = user;
   }
   if (lastResult_ == 0) value = lastSettings_.Get(setting);
-  return lastResult_;
+  return error;
 }
 
-Win32Code PosixAccounts::ReadUser(std::u16string_view path, const Credentials& credentials,
-                                  std::u16string_view userName) {
+ExtendedError PosixAccounts::ReadUser(std::u16string_view path, const Credentials& credentials,
+                                      std::u16string_view userName) {
   lastSettings_ = TerminalServicesSettings();
   std::unique_ptr<DirectorySearch> search;
   HResult result =
       directory_.OpenSearch(path, credentials, kSecureAuthentication | kFastBind, search);
-  if (Failed(result)) return Win32Of(result);
+  if (Failed(result)) return {Win32Of(result), directory_.LastError().text};
   const std::u16string filter =
       u"(&(objectClass=user)(sAMAccountName=" + EscapeFilterValue(userName) + u"))";
   result = search->ExecuteSearch(filter, kUserParameters);
-  if (Failed(result)) return Win32Of(result);
-  result = search->GetNextRow();
-  if (result == kNoMoreRows) return kUserNotFound;
-  if (Failed(result)) return Win32Of(result);
+  if (Succeeded(result)) result = search->GetNextRow();
+  if (result == kNoMoreRows) return {kUserNotFound, {}};
+  if (Failed(result)) return {Win32Of(result), search->LastError().text};
 
   Column column;
-  if (Failed(search->GetColumn(kUserParameters[0], column)) || column.values.empty()) return 0;
-  return lastSettings_.Decode(column.values.front().text) ? 0 : kInvalidData;
+  if (Failed(search->GetColumn(kUserParameters[0], column)) || column.values.empty()) return {};
+  return {lastSettings_.Decode(column.values.front().text) ? 0 : kInvalidData, {}};
 }
 
 }  // namespace zorvan::platform::posix

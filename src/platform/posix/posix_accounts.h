@@ -16,13 +16,15 @@ class PosixAccounts final : public Accounts {
 
   // NERR_UserNotFound when the domain has no such user, ERROR_INVALID_DATA when the user's settings
   // are damaged. A user is read once for as many settings as are asked in a row.
-  Win32Code QueryUserConfig(std::u16string_view serverName, std::u16string_view namingContext,
-                            const Credentials& credentials, std::u16string_view userName,
-                            TerminalServicesClass setting, TerminalServicesValue& value) override;
+  // What was said of a failure is given with the first of them.
+  ExtendedError QueryUserConfig(std::u16string_view serverName, std::u16string_view namingContext,
+                                const Credentials& credentials, std::u16string_view userName,
+                                TerminalServicesClass setting,
+                                TerminalServicesValue& value) override;
 
  private:
-  Win32Code ReadUser(std::u16string_view path, const Credentials& credentials,
-                     std::u16string_view userName);
+  ExtendedError ReadUser(std::u16string_view path, const Credentials& credentials,
+                         std::u16string_view userName);
 
   Directory& directory_;
   // The user asked for last, "path|name", with what was found.

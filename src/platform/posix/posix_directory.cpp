@@ -10,8 +10,10 @@
 #include <vector>
 
 #include "platform/posix/ldap_objects.h"
+#include "platform/posix/ldap_result.h"
 #include "platform/posix/search_request.h"
 #include "platform/posix/secret_text.h"
+#include "platform/posix/unicode.h"
 
 namespace zorvan::platform::posix {
 namespace {
@@ -58,30 +60,38 @@ struct PosixDirectory::Slot {
   ExtendedError error;
 };
 
-PosixDirectory::PosixDirectory() : context_(std::make_shared<DirectoryContext>()) {}
-PosixDirectory::~PosixDirectory() = default;
+PosixDirectory::PosixDirectory() : context_(std::make_shared<DirectoryContext>()) {
+  context_->followReferral = [this](LdapTarget& target, ExtendedError& error) {
+    return FollowReferral(target, error);
+  };
+}
+
+PosixDirectory::~PosixDirectory() {
+  context_->followReferral = [](LdapTarget&, ExtendedError&) { return kReferral; };
+}
 
 HResult PosixDirectory::Connect(const Endpoint& endpoint, const Credentials& credentials,
-                                std::uint32_t flags, std::shared_ptr<LdapConnection>& connection) {
+                                std::uint32_t flags, const CallConditions& conditions,
+                                std::shared_ptr<LdapConnection>& connection, ExtendedError& error) {
   const std::uint32_t bits = flags & (kSecureAuthentication | kUseEncryption);
   slots_.remove_if([](const Slot& slot) { return slot.connection && slot.connection->broken(); });
   const auto known = std::ranges::find_if(
       slots_, [&](const Slot& slot) { return slot.IsFor(endpoint, credentials, bits); });
   if (known != slots_.end()) {
-    if (Failed(known->failure)) context_->lastError = known->error;
+    if (Failed(known->failure)) error = known->error;
     connection = known->connection;
     return known->failure;
   }
 
   std::unique_ptr<LdapConnection> opened;
   const HResult result =
-      LdapConnection::Open(endpoint, credentials, bits, opened, context_->lastError, conditions_);
+      LdapConnection::Open(endpoint, credentials, bits, opened, error, conditions);
   connection = std::move(opened);
   if (Succeeded(result) || IsAnswerForTheCall(result)) {
     Slot& slot = slots_.emplace_back(endpoint, credentials, bits);
     slot.connection = connection;
     slot.failure = result;
-    slot.error = context_->lastError;
+    slot.error = error;
   }
   return result;
 }
@@ -94,15 +104,80 @@ std::string PosixDirectory::HostFor(const AdsPath& path) const {
   return live == slots_.end() ? std::string() : live->endpoint.host;
 }
 
+// The log-on is that of the connection which the referral came by: the same identity, by the same
+// flags, and inside TLS if that one is. So the host must prove to be who the referral says that it
+// is, as every host whose name the caller gave.
+HResult PosixDirectory::ConnectTo(const Referral& referral, const LdapConnection& from,
+                                  LdapTarget& target, ExtendedError& error) {
+  constexpr std::uint16_t kLdapPort = 389;
+  constexpr std::uint16_t kLdapsPort = 636;
+  constexpr std::uint16_t kGlobalCatalogLdapsPort = 3269;
+  const auto slot = std::ranges::find_if(
+      slots_, [&](const Slot& each) { return each.connection.get() == &from; });
+  if (slot == slots_.end()) return kServerDown;
+  const std::uint16_t port = slot->endpoint.port;
+  const bool tls = referral.tls || (slot->flags & kUseEncryption) != 0 || port == kLdapsPort ||
+                   port == kGlobalCatalogLdapsPort;
+  const bool usualPort = referral.port == kLdapPort || referral.port == kLdapsPort;
+  const Endpoint endpoint{referral.host, !usualPort ? referral.port : tls ? kLdapsPort : kLdapPort};
+  std::optional<WideSecret> password;
+  if (slot->password) password.emplace(*slot->password);
+  Credentials credentials;
+  const std::optional<std::u16string> userName = slot->userName;
+  if (userName) credentials.userName = *userName;
+  if (password) credentials.password = password->view();
+  // Not by NTLM where the first was better.
+  const bool ntlm = from.authentication() == Authentication::kNtlm;
+  CallConditions conditions = context_->conditions;
+  conditions.terms.allowNtlm = conditions.terms.allowNtlm && ntlm;
+  const HResult result = Connect(endpoint, credentials, slot->flags | (tls ? kUseEncryption : 0),
+                                 conditions, target.connection, error);
+  if (Failed(result) || ntlm || target.connection->authentication() != Authentication::kNtlm) {
+    return result;
+  }
+  error = {0, u"it can be logged on to by NTLM only."};
+  return kServerDown;
+}
+
+HResult PosixDirectory::FollowReferral(LdapTarget& target, ExtendedError& error) {
+  const auto referral = ReferralInForest(error.referrals, target.connection->names());
+  const auto refuse = [&](std::u16string_view host, std::u16string_view why) {
+    error = {Bits(kReferral) & 0xFFFFU,
+             u"The directory refers to " + std::u16string(host) + u", " + std::u16string(why)};
+    return kReferral;
+  };
+  if (!referral) {
+    const std::u16string named = error.referrals.empty() ? u"no host" : error.referrals.front();
+    return refuse(named, u"which is not known to belong to its forest.");
+  }
+  const std::u16string host = ToUtf16(referral->host);
+  if (target.referred) return refuse(host, u"but one referral is followed only.");
+  LdapTarget there = target;
+  ExtendedError failure;
+  const HResult result = ConnectTo(*referral, *target.connection, there, failure);
+  if (result == kCancelled) return result;
+  if (Failed(result)) return refuse(host, u"which could not be asked: " + failure.text);
+  if (context_->conditions.observer != nullptr) {
+    const std::u16string object = ToUtf16(target.dn);
+    context_->conditions.observer->Notify({NoticeKind::kReferralFollowed, object, host});
+  }
+  if (!referral->dn.empty()) there.dn = referral->dn;
+  there.referred = true;
+  there.pathPrefix = u"LDAP://" + host + u"/";
+  target = std::move(there);
+  return kOk;
+}
+
 HResult PosixDirectory::Locate(std::u16string_view path, const Credentials& credentials,
                                std::uint32_t flags, LdapTarget& target) {
-  context_->lastError = {};
+  context_->openError = {};
   AdsPath parsed;
   const HResult understood = ParseAdsPath(path, parsed);
   if (Failed(understood)) return understood;
   const Endpoint endpoint{HostFor(parsed), parsed.PortFor((flags & kUseEncryption) != 0)};
   if (endpoint.host.empty()) return kServerDown;
-  const HResult connected = Connect(endpoint, credentials, flags, target.connection);
+  const HResult connected = Connect(endpoint, credentials, flags, context_->conditions,
+                                    target.connection, context_->openError);
   if (Failed(connected)) return connected;
 
   target.dn = std::move(parsed.dn);
@@ -125,7 +200,7 @@ HResult PosixDirectory::Open(std::u16string_view path, const Credentials& creden
   request.attributes = {"objectClass"};
   Message chain;
   LDAPMessage* entry = nullptr;
-  return ReadEntry(*target.connection, request, chain, entry, context_->lastError);
+  return ReadTarget(target, std::move(request), chain, entry, context_->openError);
 }
 
 HResult PosixDirectory::OpenSearch(std::u16string_view path, const Credentials& credentials,
@@ -156,49 +231,57 @@ HResult PosixDirectory::OpenPropertyObject(std::u16string_view path, const Crede
 void PosixDirectory::ReadObjects(
     std::span<const std::u16string> paths, const Credentials& credentials, std::uint32_t flags,
     std::span<const std::u16string_view> attributes,
-    const std::function<void(std::size_t index, HResult result, AttributeSet& set)>& visit) {
+    const std::function<void(std::size_t index, HResult result, AttributeSet& set,
+                             const ExtendedError& error)>& visit) {
   struct Sent {
     std::size_t index;
-    std::shared_ptr<LdapConnection> connection;
+    LdapTarget target;
     int messageId;
   };
+  SearchRequest request = ObjectRequest({}, attributes);
   std::deque<Sent> inFlight;
   EntryDecoder decoder;
-  const auto finish = [&](std::size_t index, HResult result, LdapConnection* connection,
-                          LDAPMessage* entry) {
+  const auto finish = [&](std::size_t index, HResult result, const LdapTarget& target,
+                          LDAPMessage* entry, const ExtendedError& error) {
     AttributeSet set;
-    if (Succeeded(result)) FillAttributeSet(*connection, entry, decoder, attributes, set);
-    visit(index, result, set);
+    if (Succeeded(result)) FillAttributeSet(target, entry, decoder, attributes, set);
+    visit(index, result, set, error);
   };
   const auto receive = [&] {
-    const Sent sent = std::move(inFlight.front());
+    Sent sent = std::move(inFlight.front());
     inFlight.pop_front();
     Message chain;
     LDAPMessage* entry = nullptr;
-    const HResult result =
-        AwaitEntry(*sent.connection, sent.messageId, chain, entry, context_->lastError);
-    finish(sent.index, result, sent.connection.get(), entry);
+    ExtendedError error;
+    HResult result = AwaitEntry(*sent.target.connection, sent.messageId, chain, entry, error);
+    if (result == kReferral) {
+      result = context_->followReferral(sent.target, error);
+      SearchRequest again = request;
+      again.base = sent.target.dn;
+      if (Succeeded(result)) result = ReadTarget(sent.target, again, chain, entry, error);
+    }
+    finish(sent.index, result, sent.target, entry, error);
   };
 
-  SearchRequest request = ObjectRequest({}, attributes);
   for (std::size_t index = 0; index < paths.size(); ++index) {
     while (inFlight.size() >= kReadsInFlight) receive();
     LdapTarget target;
     HResult result = Locate(paths[index], credentials, flags, target);
     int messageId = 0;
+    ExtendedError error = context_->openError;
     if (Succeeded(result)) {
-      request.base = std::move(target.dn);
-      result = SendSearch(*target.connection, request, messageId, context_->lastError);
+      request.base = target.dn;
+      result = SendSearch(*target.connection, request, messageId, error);
     }
     if (Succeeded(result)) {
-      inFlight.push_back({index, std::move(target.connection), messageId});
+      inFlight.push_back({index, std::move(target), messageId});
     } else {
-      finish(index, result, nullptr, nullptr);
+      finish(index, result, target, nullptr, error);
     }
   }
   while (!inFlight.empty()) receive();
 }
 
-ExtendedError PosixDirectory::LastError() { return context_->lastError; }
+ExtendedError PosixDirectory::LastError() { return context_->openError; }
 
 }  // namespace zorvan::platform::posix

@@ -13,8 +13,10 @@
 #include "platform/directory.h"
 #include "platform/posix/ads_path.h"
 #include "platform/posix/call_conditions.h"
+#include "platform/posix/directory_context.h"
 #include "platform/posix/ldap_connection.h"
 #include "platform/posix/ldap_search.h"
+#include "platform/posix/referral.h"
 
 namespace zorvan::platform::posix {
 
@@ -24,7 +26,7 @@ class PosixDirectory final : public Directory {
   ~PosixDirectory() override;
 
   // For everything that is opened from now on.
-  void SetConditions(CallConditions conditions) { conditions_ = std::move(conditions); }
+  void SetConditions(CallConditions conditions) { context_->conditions = std::move(conditions); }
 
   HResult OpenSearch(std::u16string_view path, const Credentials& credentials, std::uint32_t flags,
                      std::unique_ptr<DirectorySearch>& search) override;
@@ -34,8 +36,8 @@ class PosixDirectory final : public Directory {
                              std::uint32_t flags, std::unique_ptr<PropertyObject>& object) override;
   void ReadObjects(std::span<const std::u16string> paths, const Credentials& credentials,
                    std::uint32_t flags, std::span<const std::u16string_view> attributes,
-                   const std::function<void(std::size_t index, HResult result, AttributeSet& set)>&
-                       visit) override;
+                   const std::function<void(std::size_t index, HResult result, AttributeSet& set,
+                                            const ExtendedError& error)>& visit) override;
   ExtendedError LastError() override;
 
  private:
@@ -47,10 +49,13 @@ class PosixDirectory final : public Directory {
   HResult Locate(std::u16string_view path, const Credentials& credentials, std::uint32_t flags,
                  LdapTarget& target);
   HResult Connect(const Endpoint& endpoint, const Credentials& credentials, std::uint32_t flags,
-                  std::shared_ptr<LdapConnection>& connection);
+                  const CallConditions& conditions, std::shared_ptr<LdapConnection>& connection,
+                  ExtendedError& error);
+  HResult ConnectTo(const Referral& referral, const LdapConnection& from, LdapTarget& target,
+                    ExtendedError& error);
   std::string HostFor(const AdsPath& path) const;
+  HResult FollowReferral(LdapTarget& target, ExtendedError& error);
 
-  CallConditions conditions_;
   std::list<Slot> slots_;
   std::shared_ptr<DirectoryContext> context_;
 };

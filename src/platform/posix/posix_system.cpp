@@ -1,7 +1,6 @@
 #include "platform/posix/posix_system.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <chrono>
 #include <iterator>
 #include <string_view>
@@ -26,7 +25,7 @@ constexpr MessageText kWin32Texts[] = {
     {8, "There is not enough memory for this request."},
     {13, "The data is not valid."},
     {14, "There is not enough memory for this operation."},
-    {31, "Something that is attached to the system does not function."},
+    {31, "The server reports a failure that has no meaning of its own here."},
     {50, "The request is not supported."},
     {53, "The network path was not found."},
     {64, "The network name is no longer available."},
@@ -170,27 +169,14 @@ std::int64_t PosixSystem::CurrentFileTime() {
   return std::chrono::duration_cast<Ticks>(now).count() + kSecondsFrom1601To1970 * 10'000'000;
 }
 
-bool PosixSystem::FormatMessageText(std::uint32_t code, std::u16string& text) {
+Win32Code PosixSystem::FormatMessageText(std::uint32_t code, std::u16string& text) {
   const bool fromWin32 = (code & 0xFFFF0000U) == 0x80070000U;
   const MessageText* found = FindText(kResultTexts, code);
   if (found == nullptr) found = FindText(kWin32Texts, fromWin32 ? code & 0xFFFFU : code);
-  if (found == nullptr) return false;
+  constexpr Win32Code kMessageNotFound = 317;  // ERROR_MR_MID_NOT_FOUND
+  if (found == nullptr) return kMessageNotFound;
   text = ToUtf16(found->text);
-  return true;
-}
-
-Win32Code PosixSystem::LastError() {
-  struct Row {
-    int error;
-    Win32Code code;
-  };
-  constexpr Row kCodes[] = {{ENOENT, 2},   {EACCES, 5},       {EPERM, 5},
-                            {EBADF, 6},    {ENOMEM, 8},       {EINVAL, 87},
-                            {EEXIST, 183}, {ETIMEDOUT, 1460}, {ECONNREFUSED, 1225}};
-  if (errno == 0) return 0;
-  const auto* row = std::ranges::find(kCodes, errno, &Row::error);
-  constexpr Win32Code kNothingKnown = 317;  // ERROR_MR_MID_NOT_FOUND
-  return row == std::end(kCodes) ? kNothingKnown : row->code;
+  return 0;
 }
 
 }  // namespace zorvan::platform::posix

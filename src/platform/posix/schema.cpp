@@ -2,12 +2,11 @@
 
 #include <algorithm>
 #include <array>
-#include <chrono>
-#include <map>
-#include <memory>
-#include <mutex>
+#include <utility>
 
+#include "platform/posix/ldap_result.h"
 #include "platform/posix/search_request.h"
+#include "platform/posix/unicode.h"
 #include "platform/posix/value_decoding.h"
 
 namespace zorvan::platform::posix {
@@ -416,42 +415,12 @@ std::string_view AsText(std::span<const std::byte> octets) {
   return {reinterpret_cast<const char*>(octets.data()), octets.size()};
 }
 
-// The schema of one forest. Who needs it first reads it while the others wait.
-class Forest {
- public:
-  std::shared_ptr<const SchemaTypes> Types(LdapConnection& connection, const std::string& needed) {
-    const std::lock_guard lock(mutex_);
-    const auto now = std::chrono::steady_clock::now();
-    const bool missing = types_ == nullptr || !types_->contains(needed);
-    if (missing && IsDue(now)) {
-      auto types = std::make_shared<SchemaTypes>();
-      if (Succeeded(ReadSchema(connection, *types))) types_ = std::move(types);
-      triedAt_ = std::chrono::steady_clock::now();
-    }
-    return types_;
-  }
-
- private:
-  // A schema younger than this is not read again for the sake of an attribute that it does not
-  // have.
-  static constexpr std::chrono::minutes kMinimumAge{5};
-  // One that could not be read is left alone for a while, or every search would wait for it anew.
-  static constexpr std::chrono::seconds kRetryAfter{30};
-
-  bool IsDue(std::chrono::steady_clock::time_point now) const {
-    return !triedAt_ || now - *triedAt_ > (types_ == nullptr ? kRetryAfter : kMinimumAge);
-  }
-
-  std::mutex mutex_;
-  std::shared_ptr<const SchemaTypes> types_;
-  std::optional<std::chrono::steady_clock::time_point> triedAt_;
-};
-
-Forest& ForestOf(const std::string& schemaNamingContext) {
+// One for each forest that a server has proved to belong to. References stay valid.
+ForestSchema& SharedForest(const std::string& key) {
   static std::mutex mutex;
-  static std::map<std::string, Forest> forests;
+  static std::map<std::string, ForestSchema> forests;
   const std::lock_guard lock(mutex);
-  return forests[Lowered(schemaNamingContext)];
+  return forests[key];
 }
 
 }  // namespace
@@ -495,7 +464,11 @@ std::optional<AdsType> BuiltInType(std::string_view attribute) {
 
 std::span<const BuiltInAttribute> BuiltInAttributes() { return kBuiltIn; }
 
-HResult ReadSchema(LdapConnection& connection, SchemaTypes& types) {
+HResult ReadSchema(LdapConnection& connection, Deadline deadline, SchemaTypes& types,
+                   ExtendedError& error) {
+  // Several times what the largest forests define.
+  constexpr std::size_t kMaxAttributes = 100'000;
+  const RequestLimit limit(connection, deadline);
   SearchRequest request;
   request.base = connection.names().schemaNamingContext;
   request.scope = SearchScope::kOneLevel;
@@ -504,11 +477,17 @@ HResult ReadSchema(LdapConnection& connection, SchemaTypes& types) {
   request.pageSize = 1000;
   PagedSearch search(connection, std::move(request));
 
-  ExtendedError error;
   EntryDecoder entry;
   HResult result = search.Start(error);
   while (Succeeded(result) && (result = search.Next(error)) == kOk) {
-    if (!entry.Reset(connection.handle(), search.current())) continue;
+    if (types.size() > kMaxAttributes) {
+      error.text = u"it has more attributes than any schema";
+      return HResultFromLdap(LDAP_SIZELIMIT_EXCEEDED);
+    }
+    if (!entry.Reset(connection.handle(), search.current())) {
+      error.text = u"a definition in it is damaged";
+      return HResultFromLdap(LDAP_DECODING_ERROR);
+    }
     const std::string_view name = AsText(FirstValue(entry, "lDAPDisplayName"));
     const std::string_view syntax = AsText(FirstValue(entry, "attributeSyntax"));
     types[Lowered(name)] = TypeOfSyntax(syntax, FirstValue(entry, "oMObjectClass"));
@@ -516,15 +495,95 @@ HResult ReadSchema(LdapConnection& connection, SchemaTypes& types) {
   return result == kNoMoreRows ? kOk : result;
 }
 
-AdsType AttributeType(LdapConnection& connection, std::string_view attribute) {
-  if (const std::optional<AdsType> known = BuiltInType(attribute)) return *known;
-  const std::string& schema = connection.names().schemaNamingContext;
-  if (schema.empty()) return AdsType::kProviderSpecific;
+bool ForestSchema::IsYoung(Clock::time_point now) const {
+  return types_ != nullptr && now - readAt_ < kMinimumAge;
+}
+
+bool ForestSchema::IsDue(const std::string& server, const std::string& needed,
+                         Clock::time_point now) const {
+  if (IsYoung(now) || (types_ != nullptr && types_->contains(needed))) return false;
+  const auto failed = failedAt_.find(server);
+  return failed == failedAt_.end() || now - failed->second >= kRetryAfter;
+}
+
+bool ForestSchema::Keep(HResult result, SchemaTypes types, const std::string& server) {
+  const std::size_t least = types_ == nullptr ? 1 : types_->size();
+  if (Failed(result) || types.size() < least) {
+    if (result != kCancelled) failedAt_[server] = Clock::now();
+    return false;
+  }
+  types_ = std::make_shared<const SchemaTypes>(std::move(types));
+  readAt_ = Clock::now();
+  failedAt_.erase(server);
+  return true;
+}
+
+ForestSchema::View ForestSchema::Find(const std::string& needed, const std::string& server,
+                                      const Reader& read, Patience patience) {
+  // The caller is asked between these.
+  constexpr std::chrono::milliseconds kPeriod{100};
+  const Clock::time_point begun = Clock::now();
+  std::unique_lock lock(mutex_);
+  const auto isDue = [&] { return IsDue(server, needed, Clock::now()); };
+  while (isDue() && readers_ != 0 && Clock::now() - begun < kPatience) {
+    changed_.wait_for(lock, kPeriod);
+    lock.unlock();
+    const bool goesOn = Succeeded(patience.Check());
+    lock.lock();
+    if (!goesOn) return {types_, false};
+  }
+  bool whole = true;
+  if (isDue()) {
+    ++readers_;
+    lock.unlock();
+    SchemaTypes types;
+    const HResult result = read(types);
+    lock.lock();
+    --readers_;
+    whole = Keep(result, std::move(types), server);
+    changed_.notify_all();
+  }
+  whole = IsYoung(Clock::now()) || (whole && !failedAt_.contains(server));
+  return {types_, whole};
+}
+
+ForestSchema& CallSchemas::ForestOf(const LdapConnection& connection) {
+  return connection.hasProvenForest() ? SharedForest(connection.forestKey())
+                                      : own_[connection.forestKey()];
+}
+
+void CallSchemas::Notify(NoticeKind kind, const std::string& server, std::u16string_view detail) {
+  if (conditions_.observer == nullptr) return;
+  const std::u16string subject = server.empty() ? u"the server" : ToUtf16(server);
+  conditions_.observer->Notify({kind, subject, detail});
+}
+
+CallSchemas::Typed CallSchemas::TypeOf(LdapConnection& connection, std::string_view attribute) {
+  attribute = attribute.substr(0, attribute.find(';'));
+  if (const std::optional<AdsType> known = BuiltInType(attribute)) return {*known, true};
+  if (connection.names().schemaNamingContext.empty()) return {AdsType::kProviderSpecific, true};
   const std::string name = Lowered(attribute);
-  const std::shared_ptr<const SchemaTypes> types = ForestOf(schema).Types(connection, name);
-  if (types == nullptr) return AdsType::kProviderSpecific;
-  const auto found = types->find(name);
-  return found == types->end() ? AdsType::kProviderSpecific : found->second;
+  const std::string& server = connection.names().dnsHostName;
+  const Deadline deadline = std::min(conditions_.end, ForestSchema::Clock::now() + kTimeLimit);
+  ExtendedError error{0, u"it has no attributes, or fewer than it had"};
+  bool asked = false;
+  const auto read = [&](SchemaTypes& types) {
+    asked = true;
+    const HResult result = ReadSchema(connection, deadline, types, error);
+    const bool over = Failed(conditions_.ForTheCall().Verdict());
+    return Failed(result) && over ? kCancelled : result;
+  };
+  const ForestSchema::View view =
+      ForestOf(connection).Find(name, server, read, Patience(deadline, conditions_.observer));
+  if (asked && !view.whole) Notify(NoticeKind::kSchemaNotRead, server, error.text);
+  if (view.types != nullptr) {
+    const auto found = view.types->find(name);
+    if (found != view.types->end()) return {found->second, true};
+  }
+  if (!view.whole && told_.emplace(attribute).second) {
+    Notify(NoticeKind::kTypesUnknown, server, ToUtf16(attribute));
+  }
+  return {AdsType::kProviderSpecific, view.whole};
 }
 
 }  // namespace zorvan::platform::posix

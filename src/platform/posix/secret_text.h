@@ -29,4 +29,22 @@ class SecretText {
   std::string text_;
 };
 
+// The same in UTF-16, for as long as a call of the port takes.
+class WideSecret {
+ public:
+  explicit WideSecret(const SecretText& text)
+      : text_(ToUtf16(std::string_view(text.c_str(), text.size()))) {}
+  WideSecret(const WideSecret&) = delete;
+  WideSecret& operator=(const WideSecret&) = delete;
+  ~WideSecret() {
+    text_.resize(text_.capacity());
+    explicit_bzero(text_.data(), text_.size() * sizeof(char16_t));
+  }
+
+  std::u16string_view view() const { return text_; }
+
+ private:
+  std::u16string text_;
+};
+
 }  // namespace zorvan::platform::posix

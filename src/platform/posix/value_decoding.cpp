@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "platform/posix/unicode.h"
+#include "platform/ranged_name.h"
 
 namespace zorvan::platform::posix {
 namespace {
@@ -283,6 +284,7 @@ bool EntryDecoder::Reset(LDAP* handle, LDAPMessage* entry) {
 bool EntryDecoder::ResetTo(std::string_view dn, std::span<const std::byte> attributes) {
   dn_ = dn;
   count_ = 0;
+  hasOptions_ = false;
   texts_.Clear();
   BerReader list(attributes);
   while (!list.AtEnd()) {
@@ -300,6 +302,7 @@ bool EntryDecoder::ResetTo(std::string_view dn, std::span<const std::byte> attri
     if (count_ == attributes_.size()) attributes_.emplace_back();
     Attribute& slot = attributes_[count_++];
     slot.name = AsText(name);
+    hasOptions_ = hasOptions_ || slot.name.find(';') != slot.name.npos;
     slot.encoded = values;
     slot.type = AdsType::kInvalid;
   }
@@ -321,6 +324,18 @@ std::optional<std::size_t> EntryDecoder::Find(std::string_view attribute, std::s
   return index;
 }
 
+std::optional<std::size_t> EntryDecoder::FindOrPiece(std::string_view attribute,
+                                                     std::size_t hint) const {
+  if (const auto found = Find(attribute, hint)) return found;
+  if (!hasOptions_) return std::nullopt;
+  const auto isPiece = [&](std::size_t index) {
+    return !attributes_[index].encoded.empty() && IsPieceOf(attributes_[index].name, attribute);
+  };
+  std::size_t index = hint < count_ && isPiece(hint) ? hint : 0;
+  while (index < count_ && !isPiece(index)) ++index;
+  return index < count_ ? std::optional(index) : std::nullopt;
+}
+
 HResult EntryDecoder::Decode(std::size_t index, AdsType type, Column& column) {
   Attribute& attribute = attributes_[index];
   if (attribute.type != type) {
@@ -331,6 +346,9 @@ HResult EntryDecoder::Decode(std::size_t index, AdsType type, Column& column) {
   }
   column.type = type;
   column.values = attribute.values;
+  const auto range = hasOptions_ ? RangeOf(attribute.name) : std::nullopt;
+  column.ranged = range.has_value();
+  column.cut = range && !range->last;
   return kOk;
 }
 

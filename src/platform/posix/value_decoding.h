@@ -75,9 +75,13 @@ class EntryDecoder {
   // Looks at the hint first: rows tend to have their attributes at the same places.
   std::optional<std::size_t> Find(std::string_view attribute, std::size_t hint = 0) const;
 
-  // The values as the given type; kCannotConvert when one of them is not of that type. Views live
-  // until the next Reset, except that decoding the same attribute as another type ends the views of
-  // the first.
+  // The same, or else the piece of the attribute's list that the server sent under a name with a
+  // range.
+  std::optional<std::size_t> FindOrPiece(std::string_view attribute, std::size_t hint = 0) const;
+
+  // The values as the given type, and whether they are a piece of a list; kCannotConvert when one
+  // of them is not of that type. Views live until the next Reset, except that decoding the same
+  // attribute as another type ends the views of the first.
   HResult Decode(std::size_t index, AdsType type, Column& column);
 
  private:
@@ -95,6 +99,7 @@ class EntryDecoder {
   std::vector<Attribute>
       attributes_;  // the first count_ belong to this entry; the rest wait to be reused
   std::size_t count_ = 0;
+  bool hasOptions_ = false;  // some name has
   TextArena texts_;
 };
 

@@ -4,6 +4,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/windows/ads_error.h"
 #include "platform/windows/ads_values.h"
 #include "platform/windows/adsi_search.h"
 #include "platform/windows/handles.h"
@@ -19,6 +20,8 @@ class AdsiObject : public DirectoryObject {
   HResult GetObjectAttributes(std::span<const std::u16string_view> names,
                               AttributeSet& attributes) override {
     attributes = {};
+    error_ = {};
+    ADsSetLastError(ERROR_SUCCESS, L"", L"");
     std::deque<NativeText> texts;
     std::vector<wchar_t*> pointers;
     for (std::u16string_view name : names) {
@@ -29,7 +32,10 @@ class AdsiObject : public DirectoryObject {
     const HRESULT result = object_->GetObjectAttributes(
         pointers.data(), static_cast<DWORD>(pointers.size()), infos.Out(), &count);
     // What the object does not have is missing, be it one of the attributes or all.
-    if (FAILED(result) && result != E_ADS_PROPERTY_NOT_FOUND) return result;
+    if (FAILED(result) && result != E_ADS_PROPERTY_NOT_FOUND) {
+      error_ = TakeExtendedError();
+      return result;
+    }
     if (!infos) return S_OK;
     std::vector<Value> values;
     for (const ADS_ATTR_INFO& info : std::span(infos.get(), count)) {
@@ -39,8 +45,12 @@ class AdsiObject : public DirectoryObject {
     return S_OK;
   }
 
+  // What was said of the latest read, if it failed.
+  const ExtendedError& error() const { return error_; }
+
  private:
   ComPtr<IDirectoryObject> object_;
+  ExtendedError error_;
 };
 
 class AdsiPropertyObject : public PropertyObject {
@@ -81,6 +91,7 @@ HResult AdsiDirectory::Open(std::u16string_view path, const Credentials& credent
   if (Failed(call)) return call;
   // Or an older failure of the thread would be told as the reason of this one.
   ADsSetLastError(ERROR_SUCCESS, L"", L"");
+  openError_ = {};
   const bool tellable = IsTellable(path) && IsTellable(credentials.userName.value_or(u"")) &&
                         IsTellable(credentials.password.value_or(u""));
   if (!tellable) return IsTellable(path) ? kLogonFailure : kBadPathname;
@@ -89,7 +100,9 @@ HResult AdsiDirectory::Open(std::u16string_view path, const Credentials& credent
   OptionalNativeText password(credentials.password);
   const HRESULT result =
       ADsOpenObject(nativePath.get(), userName.get(), password.get(), flags, id, object.OutVoid());
-  if (SUCCEEDED(result)) {
+  if (FAILED(result)) {
+    openError_ = TakeExtendedError();
+  } else {
     object->AddRef();
     latest_.Reset(object.get());
   }
@@ -126,23 +139,19 @@ HResult AdsiDirectory::OpenPropertyObject(std::u16string_view path, const Creden
 void AdsiDirectory::ReadObjects(
     std::span<const std::u16string> paths, const Credentials& credentials, std::uint32_t flags,
     std::span<const std::u16string_view> attributes,
-    const std::function<void(std::size_t, HResult, AttributeSet&)>& visit) {
+    const std::function<void(std::size_t, HResult, AttributeSet&, const ExtendedError&)>& visit) {
   for (std::size_t i = 0; i < paths.size(); ++i) {
     AttributeSet set;
-    std::unique_ptr<DirectoryObject> object;
-    HResult result = OpenObject(paths[i], credentials, flags | kFastBind, object);
-    if (Succeeded(result)) result = object->GetObjectAttributes(attributes, set);
-    visit(i, result, set);
+    ComPtr<IDirectoryObject> opened;
+    HResult result = Open(paths[i], credentials, flags | kFastBind, IID_IDirectoryObject, opened);
+    if (Failed(result)) {
+      visit(i, result, set, openError_);
+      continue;
+    }
+    AdsiObject object(std::move(opened));
+    result = object.GetObjectAttributes(attributes, set);
+    visit(i, result, set, object.error());
   }
-}
-
-ExtendedError AdsiDirectory::LastError() {
-  constexpr DWORD kCapacity = 1024;
-  wchar_t text[kCapacity] = {};
-  wchar_t provider[kCapacity] = {};
-  DWORD code = ERROR_SUCCESS;
-  if (FAILED(ADsGetLastError(&code, text, kCapacity, provider, kCapacity))) return {};
-  return {code, std::u16string(TextView(text))};
 }
 
 }  // namespace zorvan::platform::windows

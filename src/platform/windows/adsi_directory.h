@@ -17,8 +17,9 @@ class AdsiDirectory : public Directory {
                              std::uint32_t flags, std::unique_ptr<PropertyObject>& object) override;
   void ReadObjects(std::span<const std::u16string> paths, const Credentials& credentials,
                    std::uint32_t flags, std::span<const std::u16string_view> attributes,
-                   const std::function<void(std::size_t, HResult, AttributeSet&)>& visit) override;
-  ExtendedError LastError() override;
+                   const std::function<void(std::size_t, HResult, AttributeSet&,
+                                            const ExtendedError&)>& visit) override;
+  ExtendedError LastError() override { return openError_; }
 
   // For everything that is opened from now on.
   void SetLimits(const CallLimits& limits) { limits_ = limits; }
@@ -35,6 +36,7 @@ class AdsiDirectory : public Directory {
   // or each object of a call would log on anew.
   ComPtr<IUnknown> latest_;
   CallLimits limits_;
+  ExtendedError openError_;
 };
 
 }  // namespace zorvan::platform::windows

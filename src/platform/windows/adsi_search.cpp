@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <string>
 
+#include "platform/ranged_name.h"
+#include "platform/windows/ads_error.h"
 #include "platform/windows/ads_values.h"
 #include "platform/windows/native_text.h"
 
@@ -78,6 +80,7 @@ HResult AdsiSearch::SetSearchPreference(std::span<const SearchPreference> prefer
 HResult AdsiSearch::ExecuteSearch(std::u16string_view filter,
                                   std::span<const std::u16string_view> attributes) {
   Close();
+  error_ = {};
   ADsSetLastError(ERROR_SUCCESS, L"", L"");
   if (!IsTellable(filter)) return kInvalidFilter;
   NativeText nativeFilter(filter);
@@ -87,17 +90,22 @@ HResult AdsiSearch::ExecuteSearch(std::u16string_view filter,
     if (!IsTellable(attribute)) continue;  // no object has an attribute of such a name
     pointers.push_back(names.emplace_back(attribute).get());
   }
-  return search_->ExecuteSearch(nativeFilter.get(), pointers.data(),
-                                static_cast<DWORD>(pointers.size()), &handle_);
+  const HRESULT result = search_->ExecuteSearch(nativeFilter.get(), pointers.data(),
+                                                static_cast<DWORD>(pointers.size()), &handle_);
+  if (FAILED(result)) error_ = TakeExtendedError();
+  return result;
 }
 
 HResult AdsiSearch::GetNextRow() {
   FreeColumns();
   if (handle_ == nullptr) return kUnexpected;
+  error_ = {};
   for (int pages = 0; pages < kMaxPagesWithoutRows; ++pages) {
     const HResult call = limits_.Check();
     if (Failed(call)) return call;
+    ADsSetLastError(ERROR_SUCCESS, L"", L"");  // of whatever came between two rows
     const HRESULT result = search_->GetNextRow(handle_);
+    if (FAILED(result)) error_ = TakeExtendedError();
     if (result != S_ADS_NOMORE_ROWS || !HasMoreRows()) return result;
   }
   return HResultFromWin32(ERROR_DS_CLIENT_LOOP);
@@ -106,16 +114,41 @@ HResult AdsiSearch::GetNextRow() {
 HResult AdsiSearch::GetColumn(std::u16string_view attribute, platform::Column& column) {
   column = {};
   if (handle_ == nullptr || !IsTellable(attribute)) return kColumnNotSet;
+  const HResult result = ReadColumn(attribute, column);
+  if (result != kColumnNotSet) return result;
+  for (const std::u16string& piece : Pieces()) {
+    if (IsPieceOf(piece, attribute)) return ReadColumn(piece, column);
+  }
+  return kColumnNotSet;
+}
+
+// A column without values is not set: it stands for a list that comes under a name with a range.
+HResult AdsiSearch::ReadColumn(std::u16string_view name, platform::Column& column) {
   if (columnsHeld_ == columns_.size()) columns_.emplace_back();
   HeldColumn& held = columns_[columnsHeld_];
   held.column = {};
-  NativeText name(attribute);
-  const HRESULT result = search_->GetColumn(handle_, name.get(), &held.column);
+  NativeText nativeName(name);
+  const HRESULT result = search_->GetColumn(handle_, nativeName.get(), &held.column);
   if (FAILED(result)) return result;
   ++columnsHeld_;
   column = ReadAdsValues(held.column.dwADsType, held.column.pADsValues, held.column.dwNumValues,
                          held.values);
+  if (column.values.empty()) return kColumnNotSet;
+  if (const auto range = RangeOf(name)) {
+    column.ranged = true;
+    column.cut = !range->last;
+  }
   return result;
+}
+
+const std::vector<std::u16string>& AdsiSearch::Pieces() {
+  if (piecesKnown_) return pieces_;
+  piecesKnown_ = true;
+  AdsMemory<wchar_t> name;
+  while (search_->GetNextColumnName(handle_, name.Out()) == S_OK && name) {
+    if (RangeOf(TextView(name.get()))) pieces_.emplace_back(TextView(name.get()));
+  }
+  return pieces_;
 }
 
 // The interface shows the current row only.
@@ -125,6 +158,8 @@ void AdsiSearch::ForEachReceivedText(std::u16string_view,
 void AdsiSearch::FreeColumns() {
   for (std::size_t i = 0; i < columnsHeld_; ++i) search_->FreeColumn(&columns_[i].column);
   columnsHeld_ = 0;
+  pieces_.clear();
+  piecesKnown_ = false;
 }
 
 void AdsiSearch::Close() {

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <deque>
+#include <string>
 #include <vector>
 
 #include "platform/directory.h"
@@ -26,6 +27,7 @@ class AdsiSearch : public DirectorySearch {
   HResult GetColumn(std::u16string_view attribute, platform::Column& column) override;
   void ForEachReceivedText(std::u16string_view attribute,
                            const std::function<void(std::u16string_view)>& visit) override;
+  ExtendedError LastError() override { return error_; }
 
  private:
   // A column that was read from the current row; the storage of its values is used again for the
@@ -35,6 +37,8 @@ class AdsiSearch : public DirectorySearch {
     std::vector<Value> values;
   };
 
+  HResult ReadColumn(std::u16string_view name, platform::Column& column);
+  const std::vector<std::u16string>& Pieces();
   void FreeColumns();
   void Close();
 
@@ -43,6 +47,10 @@ class AdsiSearch : public DirectorySearch {
   ADS_SEARCH_HANDLE handle_ = nullptr;
   std::deque<HeldColumn> columns_;
   std::size_t columnsHeld_ = 0;
+  // The current row's columns whose names have a range, once they were looked for.
+  std::vector<std::u16string> pieces_;
+  bool piecesKnown_ = false;
+  ExtendedError error_;
 };
 
 }  // namespace zorvan::platform::windows

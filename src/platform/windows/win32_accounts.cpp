@@ -25,11 +25,11 @@ bool IsText(TerminalServicesClass setting) {
 
 }  // namespace
 
-Win32Code Win32Accounts::QueryUserConfig(std::u16string_view serverName, std::u16string_view,
-                                         const Credentials&, std::u16string_view userName,
-                                         TerminalServicesClass setting,
-                                         TerminalServicesValue& value) {
-  if (!IsTellable(serverName) || !IsTellable(userName)) return ERROR_INVALID_PARAMETER;
+ExtendedError Win32Accounts::QueryUserConfig(std::u16string_view serverName, std::u16string_view,
+                                             const Credentials&, std::u16string_view userName,
+                                             TerminalServicesClass setting,
+                                             TerminalServicesValue& value) {
+  if (!IsTellable(serverName) || !IsTellable(userName)) return {ERROR_INVALID_PARAMETER, {}};
   NativeText server(serverName);
   NativeText user(userName);
   WtsMemory<wchar_t> answer;
@@ -37,18 +37,18 @@ Win32Code Win32Accounts::QueryUserConfig(std::u16string_view serverName, std::u1
   if (!WTSQueryUserConfigW(server.get(), user.get(), static_cast<WTS_CONFIG_CLASS>(setting),
                            answer.Out(), &bytes)) {
     const DWORD code = GetLastError();
-    return code != ERROR_SUCCESS ? code : ERROR_GEN_FAILURE;
+    return {code != ERROR_SUCCESS ? code : ERROR_GEN_FAILURE, {}};
   }
   if (IsText(setting)) {
     const std::size_t capacity = answer ? bytes / sizeof(wchar_t) : 0;
     value = std::u16string(TextView(answer.get(), wcsnlen(answer.get(), capacity)));
-    return ERROR_SUCCESS;
+    return {};
   }
   std::uint32_t number = 0;
-  if (!answer || bytes < sizeof(number)) return ERROR_INVALID_DATA;
+  if (!answer || bytes < sizeof(number)) return {ERROR_INVALID_DATA, {}};
   std::memcpy(&number, answer.get(), sizeof(number));
   value = number;
-  return ERROR_SUCCESS;
+  return {};
 }
 
 }  // namespace zorvan::platform::windows

@@ -8,9 +8,10 @@ namespace zorvan::platform::windows {
 class Win32Accounts : public Accounts {
  public:
   // Asks as the thread's identity: the call takes no credentials.
-  Win32Code QueryUserConfig(std::u16string_view serverName, std::u16string_view namingContext,
-                            const Credentials& credentials, std::u16string_view userName,
-                            TerminalServicesClass setting, TerminalServicesValue& value) override;
+  ExtendedError QueryUserConfig(std::u16string_view serverName, std::u16string_view namingContext,
+                                const Credentials& credentials, std::u16string_view userName,
+                                TerminalServicesClass setting,
+                                TerminalServicesValue& value) override;
 };
 
 }  // namespace zorvan::platform::windows

@@ -14,7 +14,7 @@ std::int64_t Win32System::CurrentFileTime() {
   return count.QuadPart;
 }
 
-bool Win32System::FormatMessageText(std::uint32_t code, std::u16string& text) {
+Win32Code Win32System::FormatMessageText(std::uint32_t code, std::u16string& text) {
   // One line, without the breaks that the system's texts have inside and at their end.
   constexpr DWORD kFlags = FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM |
                            FORMAT_MESSAGE_IGNORE_INSERTS | FORMAT_MESSAGE_MAX_WIDTH_MASK;
@@ -22,12 +22,13 @@ bool Win32System::FormatMessageText(std::uint32_t code, std::u16string& text) {
   LocalMemory<wchar_t> message;
   const DWORD length = FormatMessageW(kFlags, nullptr, code, kLanguage,
                                       reinterpret_cast<wchar_t*>(message.Out()), 0, nullptr);
-  if (length == 0) return false;
+  if (length == 0) {
+    const DWORD failure = GetLastError();
+    return failure != ERROR_SUCCESS ? failure : ERROR_MR_MID_NOT_FOUND;
+  }
   text = TextView(message.get(), length);
   while (!text.empty() && text.back() == u' ') text.pop_back();
-  return true;
+  return ERROR_SUCCESS;
 }
-
-Win32Code Win32System::LastError() { return GetLastError(); }
 
 }  // namespace zorvan::platform::windows

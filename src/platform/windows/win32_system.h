@@ -8,8 +8,7 @@ namespace zorvan::platform::windows {
 class Win32System : public System {
  public:
   std::int64_t CurrentFileTime() override;
-  bool FormatMessageText(std::uint32_t code, std::u16string& text) override;
-  Win32Code LastError() override;
+  Win32Code FormatMessageText(std::uint32_t code, std::u16string& text) override;
 };
 
 }  // namespace zorvan::platform::windows

@@ -21,7 +21,7 @@ TEST_F(ErrorListTest, NativeErrorsCarryTheirCodeInHexadecimalAndNoText) {
 
 TEST_F(ErrorListTest, SystemErrorsCarryTheSystemsWordsOrSayUnknownErrorAndLogWhy) {
   script.messages = {{5, u"Zugriff verweigert."}, {0, u"Der Vorgang wurde beendet."}};
-  script.lastError = 317;
+  script.noMessage = 1815;
   AddSystemError(handler, errors, u"a", kSevere, 5);
   AddSystemError(handler, errors, u"b", kWarningSeverity, 0, "the.key");
   AddSystemError(handler, errors, u"c", kSevere, 0xC0FFEE, "the.key");
@@ -30,7 +30,7 @@ TEST_F(ErrorListTest, SystemErrorsCarryTheSystemsWordsOrSayUnknownErrorAndLogWhy
   EXPECT_EQ(errors.entries, expected);
   const std::vector<support::RecordedLine> lines = {
       {LogChannel::kGeneral, 1,
-       u"Error in Getting Error Messae for the Code : c0ffee and the Error Code is : 317 "}};
+       u"Error in Getting Error Messae for the Code : c0ffee and the Error Code is : 1815 "}};
   EXPECT_EQ(log.lines, lines);
 }
 

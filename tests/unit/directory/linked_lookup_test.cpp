@@ -22,6 +22,7 @@ TEST_F(LinkedLookupTest, RemembersObjectsAndFailuresWithinTheCall) {
   EXPECT_EQ(script.batches.size(), 2U);
   EXPECT_EQ(links.Find(u"CN=Ann,DC=other,DC=com"), nullptr) << "of another domain";
   EXPECT_FALSE(links.Wants(u"CN=Ann,DC=other,DC=com"));
+  EXPECT_EQ(links.Find(u"CN=Ann,DC=child,DC=example,DC=com"), nullptr);
   EXPECT_EQ(script.batches.size(), 2U);
 }
 

@@ -71,6 +71,18 @@ TEST_F(PagedSearchTest, ASearchThatDoesNotStartAsksTheListenerNothing) {
   EXPECT_EQ(log.Count(u"80004005"), 1U);
 }
 
+TEST_F(PagedSearchTest, AFailureIsFollowedByWhatTheDirectorySaidOfIt) {
+  AddUsers(3);
+  script.extendedError = {8206, u"too busy"};
+  script.Fail(Call::kExecute, platform::kFailure, {}, 1);
+  Stream();
+  EXPECT_EQ(log.lines.back().text, u"The directory said: too busy (200e)");
+  script.Fail(Call::kNextRow, platform::kServerDown, {}, 2);
+  EXPECT_EQ(Stream().rows, 1U);
+  EXPECT_EQ(log.lines.at(log.lines.size() - 2).text, u"The directory said: too busy (200e)");
+  EXPECT_EQ(log.lines.back().level, call::kMilestone);
+}
+
 TEST_F(PagedSearchTest, AColumnThatCannotBeReadIsLeftOutOfItsRow) {
   AddUsers(2);
   attributes = {u"cn", u"codePage"};

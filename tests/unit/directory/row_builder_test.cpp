@@ -44,6 +44,7 @@ class RowBuilderTest : public support::CallFixture {
     return listener.rows;
   }
 
+  support::RecordingObserver observer;
   const std::u16string staff = Linked(NameOf(u"Staff"), u"Staff");
   const std::u16string sales = Linked(NameOf(u"Sales"), u"Sales");
 };
@@ -51,7 +52,7 @@ class RowBuilderTest : public support::CallFixture {
 TEST_F(RowBuilderTest, LinksThatCannotBeReadGiveTheirName) {
   const std::u16string gone = NameOf(u"gone");
   const std::u16string barred = NameOf(u"Sales");
-  const std::u16string elsewhere = u"CN=x,DC=other,DC=org";
+  const std::u16string elsewhere = u"CN=x,DC=child,DC=example,DC=com";
   const std::u16string nameless = u"OU=Unit,DC=example,DC=com";
   script.Add(nameless);
   script.Fail(Call::kRead, platform::kAccessDenied, ObjectPath(handler.settings, barred));
@@ -62,7 +63,11 @@ TEST_F(RowBuilderTest, LinksThatCannotBeReadGiveTheirName) {
                          Linked(elsewhere, elsewhere) + u", " + Linked(barred, barred) +
                          u", {distinguishedName=" + nameless + u"}], manager=[" + gone + u", " +
                          elsewhere + u", " + barred + u", " + nameless + u"]"};
+  script.extendedError = {32, u"no such object here"};
+  script.Add(elsewhere);
   EXPECT_EQ(Read({u"managedBy", u"manager"}), expected);
+  for (const auto& bind : script.binds) EXPECT_EQ(bind.path.find(elsewhere), bind.path.npos);
+  EXPECT_EQ(log.Count(u"The directory said: no such object here (20)"), 4U);
   for (const std::u16string column : {u"managedBy", u"manager"}) {
     const std::u16string line = u"Object Bind Failed GetCommanName error:";
     const std::u16string of = u" columnName:" + column + u" columnValue:";
@@ -92,22 +97,70 @@ TEST_F(RowBuilderTest, OnlyAccountsOfADomainHaveAPrimaryGroup) {
   AddRow(u"built in")
       .Number(u"primaryGroupID", 513)
       .Binary(u"objectSid", support::NtSid({32, 513}));
-  script.answers[u"(&(primaryGroupID=1105)(!sAMAccountType=805306370))"];
   const Rows expected = {u"memberOf=[" + staff + u"]", u"", u""};
   EXPECT_EQ(Read({u"memberOf", u"primaryGroupID", u"member"}), expected);
   EXPECT_GE(log.Count(u"Object Bind Failed.error code 80072030,path "
                       u"LDAP://dc1.example.com/<SID="),
             1U);
-  // The missing one's row asked for the users whose primary group it is; the others could not.
-  EXPECT_EQ(script.searches.size(), 2U);
 }
 
-TEST_F(RowBuilderTest, MembersThatComeInRangesAreAskedForAgain) {
-  AddRow(u"old server").Texts(u"member;range=0-999", {NameOf(u"Staff")});
-  AddRow(u"new server").Texts(u"member;range=0-1499", {NameOf(u"Sales")});
-  const Rows expected = {u"member=[" + staff + u"]", u"member=[" + sales + u"]"};
+TEST_F(RowBuilderTest, OnlyGroupsOfADomainHaveMembersByPrimaryGroup) {
+  AddRow(u"user").Texts(u"objectClass", {u"top", u"user"}).Binary(u"objectSid", DomainSid(1105));
+  AddRow(u"group").Texts(u"objectClass", {u"top", u"Group"}).Binary(u"objectSid", DomainSid(1200));
+  AddRow(u"built in")
+      .Texts(u"objectClass", {u"group"})
+      .Binary(u"objectSid", support::NtSid({32, 544}));
+  AddRow(u"unknown").Binary(u"objectSid", DomainSid(1300));
+  script.answers[u"(&(primaryGroupID=1200)(!sAMAccountType=805306370))"] = {NameOf(u"Staff")};
+  const Rows expected = {u"", u"member=[" + staff + u"]", u"", u""};
   EXPECT_EQ(Read({u"member"}), expected);
+  EXPECT_EQ(script.searches.size(), 2U);
+  EXPECT_EQ(log.Count(u"The classes of " + NameOf(u"unknown") + u" cannot be read"), 1U);
+}
+
+TEST_F(RowBuilderTest, WhateverPieceOfAListComesIsShownAndACutListIsTold) {
+  handler.observer = &observer;
+  AddRow(u"a").Texts(u"member;range=0-0", {NameOf(u"Staff")});
+  AddRow(u"b").Texts(u"member", {}).Texts(u"member;range=0-*", {NameOf(u"Sales")});
+  AddRow(u"c")
+      .Texts(u"MemberOf;range=0-1", {NameOf(u"Staff"), NameOf(u"Sales")})
+      .Texts(u"description;lang-x;range=0-0", {u"one"})
+      .Texts(u"dLMemSubmitPerms;range=0-0", {NameOf(u"Staff")});
+  const Rows expected = {
+      u"member=[" + staff + u"]", u"member=[" + sales + u"]",
+      u"memberOf=[" + staff + u", " + sales + u"], description=[one], authOrig=[" + staff + u"]"};
+  EXPECT_EQ(Read({u"member", u"memberOf", u"description", u"authOrig"}), expected);
   EXPECT_EQ(log.Count(u"This is group with more members"), 2U);
+  using platform::NoticeKind;
+  const std::vector<support::RecordedNotice> notices = {
+      {NoticeKind::kListCut, NameOf(u"a"), u"member", 1},
+      {NoticeKind::kListCut, NameOf(u"c"), u"memberOf", 2},
+      {NoticeKind::kListCut, NameOf(u"c"), u"description", 1},
+      {NoticeKind::kListCut, NameOf(u"c"), u"dLMemSubmitPerms", 1}};
+  EXPECT_EQ(observer.notices, notices);
+
+  handler.observer = nullptr;
+  Read({u"member"});
+  EXPECT_EQ(log.Count(u"The list of " + NameOf(u"a") + u" is not whole"), 1U)
+      << "without an observer it is still a line";
+}
+
+TEST_F(RowBuilderTest, FailuresOfSearchesBesidesTheRowsSayWhatTheDirectorySaid) {
+  script.extendedError = {8246, u"busy beyond words"};
+  script.Fail(Call::kExecute, platform::kFailure,
+              u"(&(primaryGroupID=1200)(!sAMAccountType=805306370))");
+  script.Fail(Call::kConfig, platform::HResultFromWin32(8206), u"Staff");
+  AddRow(u"group")
+      .Texts(u"sAMAccountName", {u"Staff"})
+      .Texts(u"objectClass", {u"group"})
+      .Number(u"primaryGroupID", 1999)
+      .Binary(u"objectSid", DomainSid(1200));
+  Read({u"member"});
+  EXPECT_EQ(log.Count(u"The directory said: busy beyond words (2036)"), 1U);
+  Read({u"primaryGroupID"});
+  EXPECT_EQ(log.Count(u"The directory said: busy beyond words (2036)"), 2U);
+  Read({u"sAMAccountName", u"tsProfilePath"});
+  EXPECT_EQ(log.Count(u"The directory said: busy beyond words (200e)"), 1U);
 }
 
 TEST_F(RowBuilderTest, LinksOfAPageAreReadWithOneBatch) {

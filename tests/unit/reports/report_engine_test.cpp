@@ -116,6 +116,40 @@ TEST_F(ReportEngineTest, AnAccountWhoseFlagsCannotBeReadIsToldToTheLog) {
             1U);
 }
 
+TEST_F(ReportEngineTest, AMissingParameterClaimsNoBind) {
+  script.messages[0x80070057] = u"A parameter is not correct.";
+  Run("GetManagerBasedUsers", {std::nullopt});
+  EXPECT_EQ(errors.entries,
+            Entries{u"SEVERE 80070057  on example.com: A parameter is not correct."});
+  EXPECT_TRUE(script.binds.empty());
+  EXPECT_EQ(log.Count(u"Bind"), 0U);
+  EXPECT_EQ(log.Count(u"has no value for a parameter of its filter"), 1U);
+}
+
+TEST_F(ReportEngineTest, ADeletedObjectOfUnknownClassIsListedAsNothing) {
+  const auto name = [](std::u16string_view commonName) {
+    return u"CN=" + std::u16string(commonName) + u",CN=Deleted Objects,DC=example,DC=com";
+  };
+  const std::u16string filter = u"(&(isDeleted=TRUE)(whenChanged>=0))";
+  script.answers[filter] = {name(u"user"), name(u"computer"), name(u"bare"), name(u"barred")};
+  script.Add(name(u"user")).Texts(u"cn", {u"user"}).Texts(u"objectClass", {u"user"});
+  script.Add(name(u"computer")).Texts(u"cn", {u"pc"}).Texts(u"objectClass", {u"user", u"computer"});
+  script.Add(name(u"bare")).Texts(u"cn", {u"bare"});
+  script.Add(name(u"barred")).Texts(u"cn", {u"b"}).Texts(u"objectClass", {u"user", u"computer"});
+  script.servers[u"dc1.example.com"] = platform::kOk;  // the container of deleted objects is there
+  for (const auto& [report, row] : {std::pair{"GetRecentlyDeletedUsers", u"cn=[user]"},
+                                    std::pair{"GetRecentlyDeletedComputers", u"cn=[pc]"}}) {
+    // The last one's classes can be read once only.
+    script.Fail(Call::kColumn, platform::kAccessDenied, u"objectClass", 7);
+    listener.rows.clear();
+    Run(report, {u"0"});
+    EXPECT_EQ(listener.rows, Entries{row});
+  }
+  const std::u16string line = u"The class of the deleted object ";
+  EXPECT_EQ(log.Count(line + name(u"bare") + u" cannot be read"), 2U);
+  EXPECT_EQ(log.Count(line + name(u"barred") + u" cannot be read"), 2U);
+}
+
 TEST_F(ReportEngineTest, ReportsOfOneControllerSearchThatController) {
   Run("GetRecentlyBadLoginUsers", {u"dc2.example.com", 0});
   Run("GetNeverLoggedInUsers", {std::nullopt});

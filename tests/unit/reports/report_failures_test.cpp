@@ -27,16 +27,19 @@ void FillDirectory(support::Script& script) {
   const std::u16string user = u"CN=ann,DC=example,DC=com";
   script.Add(u"CN=Domain Users,DC=example,DC=com")
       .Texts(u"cn", {u"Domain Users"})
+      .Texts(u"objectClass", {u"top", u"group"})
       .Binary(u"objectSid", DomainSid(513))
       .Number(u"userAccountControl", 2);
   script.Add(group)
       .Texts(u"cn", {u"Staff"})
+      .Texts(u"objectClass", {u"top", u"group"})
       .Texts(u"member;range=0-1499", {user})
       .Texts(u"managedBy", {user})
       .Binary(u"objectSid", DomainSid(1200))
       .Number(u"userAccountControl", 2);
   script.Add(user)
       .Texts(u"cn", {u"ann"})
+      .Texts(u"objectClass", {u"top", u"user"})
       .Texts(u"sAMAccountName", {u"ann"})
       .Texts(u"memberOf", {group})
       .Texts(u"manager", {user})
@@ -48,7 +51,6 @@ void FillDirectory(support::Script& script) {
       .Binary(u"objectGUID", support::Octets(16));
   script.answers[u"(&(primaryGroupID=513)(!sAMAccountType=805306370))"] = {user};
   script.answers[u"(&(primaryGroupID=1200)(!sAMAccountType=805306370))"];
-  script.answers[u"(&(primaryGroupID=1105)(!sAMAccountType=805306370))"];
   script.userConfig[u"ann"] = u"\\\\srv\\ann";
 }
 

@@ -68,6 +68,11 @@ std::u16string CannedServer::path() const {
   return ToUtf16("LDAP://127.0.0.1:" + std::to_string(listener_.port()) + "/");
 }
 
+void CannedServer::TellOfItself(const std::string& attributes) {
+  const std::lock_guard lock(mutex_);
+  ofItself_ = attributes;
+}
+
 bool CannedServer::Await(const std::size_t& counter, std::size_t count) {
   std::unique_lock lock(mutex_);
   return changed_.wait_for(lock, std::chrono::seconds(5), [&] { return counter >= count; });
@@ -115,7 +120,10 @@ bool CannedServer::Handle(const std::string& message) {
     if (tag == LDAP_REQ_SEARCH) {
       ber_scanf(reader.get(), "{m", &base);
       search.base.assign(base.bv_val, base.bv_len);
-      if (search.base.empty()) return Send(current_, Done(search.id));  // who are you?
+      if (search.base.empty()) {  // who are you?
+        const std::string answer = ofItself_.empty() ? "" : Entry(search.id, "", ofItself_);
+        return Send(current_, answer + Done(search.id));
+      }
       received_.push_back(search);
       searches_ = received_.size();
     }
@@ -161,6 +169,13 @@ std::string CannedServer::Reference(int id) {
 }
 
 std::string CannedServer::Done(int id, int code) { return Message(id, Result('\x65', code)); }
+
+std::string CannedServer::Referral(int id, const std::vector<std::string>& urls) {
+  std::string list;
+  for (const std::string& url : urls) list += Octets(url);
+  return Message(id, Element('\x65', Element('\x0A', "\x0A") + Octets("") + Octets("") +
+                                         Element('\xA3', list)));
+}
 
 std::string CannedServer::DonePage(int id, const std::string& cookie) {
   return DoneWithControl(id, Element('\x30', Integer(0) + Octets(cookie)));

@@ -36,6 +36,7 @@ class CannedServer {
   CannedServer(const CannedServer&) = delete;
   CannedServer& operator=(const CannedServer&) = delete;
 
+  std::uint16_t port() const { return listener_.port(); }
   // "LDAP://127.0.0.1:port/"
   std::u16string path() const;
 
@@ -49,10 +50,14 @@ class CannedServer {
   // All searches so far.
   std::vector<ReceivedSearch> received();
 
+  // What the root of the directory says of itself from now on: attributes as in Entry.
+  void TellOfItself(const std::string& attributes);
+
   // Messages.
   static std::string Entry(int id, const std::string& dn, const std::string& attributes);
   static std::string Reference(int id);
   static std::string Done(int id, int code = 0);
+  static std::string Referral(int id, const std::vector<std::string>& urls);
   static std::string DonePage(int id, const std::string& cookie);
   // With whatever value in the paging control.
   static std::string DoneWithControl(int id, const std::string& value);
@@ -68,6 +73,7 @@ class CannedServer {
   std::mutex mutex_;
   std::condition_variable changed_;
   std::vector<ReceivedSearch> received_;
+  std::string ofItself_;
   std::size_t searches_ = 0;
   std::size_t abandoned_ = 0;
   std::size_t connections_ = 0;

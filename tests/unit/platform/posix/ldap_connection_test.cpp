@@ -20,6 +20,7 @@ const CallConditions kShort = [] {
   CallConditions conditions;
   conditions.terms.connect = 150ms;
   conditions.terms.idle = 150ms;
+  conditions.terms.domainName = u"example.test";
   return conditions;
 }();
 

@@ -135,6 +135,48 @@ TEST_F(LdapSearchTest, ReportsADamagedEntry) {
   EXPECT_EQ(search->GetNextRow(), kNoMoreRows);
 }
 
+TEST_F(LdapSearchTest, FindsAPieceOfAListByThePlainName) {
+  CannedServer server([](int id, std::size_t number) {
+    const char* range = number == 1 ? "cn;range=0-1" : "cn;range=0-*";
+    return CannedServer::Entry(id, "CN=a,DC=x",
+                               ber::Attribute("cn", {}) + ber::Attribute(range, {"a", "b"})) +
+           CannedServer::Done(id);
+  });
+  for (const bool cut : {true, false}) {
+    const auto search = Search(server, 10);
+    ASSERT_EQ(search->GetNextRow(), kOk);
+    Column column;
+    ASSERT_EQ(search->GetColumn(u"cn", column), kOk);
+    EXPECT_EQ(column.values.size(), 2U);
+    EXPECT_TRUE(column.ranged);
+    EXPECT_EQ(column.cut, cut);
+    EXPECT_EQ(search->GetColumn(u"sn", column), kColumnNotSet);
+  }
+  const std::u16string paths[] = {server.path() + u"CN=a,DC=x"};
+  const std::u16string_view names[] = {u"cn"};
+  directory_.ReadObjects(paths, {}, 0, names,
+                         [](std::size_t, HResult, AttributeSet& set, const ExtendedError&) {
+                           const Column* column = set.Find(u"cn");
+                           ASSERT_NE(column, nullptr);
+                           EXPECT_TRUE(column->ranged);
+                         });
+}
+
+TEST_F(LdapSearchTest, SaysWhatTheServerSaidOfItsOwnFailureOnly) {
+  CannedServer server([](int id, std::size_t number) {
+    return CannedServer::Done(id, number == 1 ? 80 : number == 2 ? 99 : 0);
+  });
+  const auto failed = Search(server, 10);
+  EXPECT_EQ(failed->GetNextRow(), HResultFromWin32(31));
+  const auto strange = Search(server, 10);
+  EXPECT_EQ(strange->GetNextRow(), HResultFromWin32(31));
+  const auto good = Search(server, 10);
+  EXPECT_EQ(good->GetNextRow(), kNoMoreRows);
+  EXPECT_EQ(failed->LastError().text, u"The server failed for a reason that it does not name.");
+  EXPECT_NE(strange->LastError().text.find(u"result code 99"), std::u16string::npos);
+  EXPECT_TRUE(good->LastError().text.empty());
+}
+
 TEST_F(LdapSearchTest, TellsTheServerWhenNoMoreIsWanted) {
   CannedServer server([](int id, std::size_t number) {
     if (number == 1) return People(id, "a", 3) + CannedServer::DonePage(id, "more");
@@ -170,15 +212,16 @@ TEST_F(LdapSearchTest, ReadsOfObjectsAreAllSentBeforeTheFirstAnswer) {
   paths.emplace_back(u"LDAP:/no path");
   std::set<std::size_t> read;
   const std::u16string_view names[] = {u"cn"};
-  directory_.ReadObjects(paths, {}, 0, names,
-                         [&](std::size_t index, HResult result, AttributeSet& set) {
-                           const HResult missing = index == kObjects ? kBadPathname : kNoSuchObject;
-                           EXPECT_EQ(result, index % 5 != 0 ? kOk : missing);
-                           const Column* name = set.Find(u"cn");
-                           EXPECT_EQ(name == nullptr ? "" : ToUtf8(name->values[0].text),
-                                     index % 5 != 0 ? std::to_string(index) : "");
-                           EXPECT_TRUE(read.insert(index).second) << index << " came twice";
-                         });
+  directory_.ReadObjects(
+      paths, {}, 0, names,
+      [&](std::size_t index, HResult result, AttributeSet& set, const ExtendedError&) {
+        const HResult missing = index == kObjects ? kBadPathname : kNoSuchObject;
+        EXPECT_EQ(result, index % 5 != 0 ? kOk : missing);
+        const Column* name = set.Find(u"cn");
+        EXPECT_EQ(name == nullptr ? "" : ToUtf8(name->values[0].text),
+                  index % 5 != 0 ? std::to_string(index) : "");
+        EXPECT_TRUE(read.insert(index).second) << index << " came twice";
+      });
   EXPECT_EQ(read.size(), paths.size());
 }
 
@@ -189,10 +232,11 @@ TEST_F(LdapSearchTest, ReadsOfObjectsAllFailWhenTheServerGoesAway) {
   std::vector<std::u16string> paths(300, server.path() + u"CN=a,DC=x");
   std::size_t missing = 0;
   std::size_t down = 0;
-  directory_.ReadObjects(paths, {}, 0, {}, [&](std::size_t, HResult result, AttributeSet&) {
-    missing += result == kNoSuchObject ? 1 : 0;
-    down += result == kServerDown ? 1 : 0;
-  });
+  directory_.ReadObjects(paths, {}, 0, {},
+                         [&](std::size_t, HResult result, AttributeSet&, const ExtendedError&) {
+                           missing += result == kNoSuchObject ? 1 : 0;
+                           down += result == kServerDown ? 1 : 0;
+                         });
   EXPECT_EQ(missing + down, 300U);
   EXPECT_GE(down, 1U);
 }

@@ -15,7 +15,7 @@ TEST(MessageTexts, ExistForEveryResultThatADirectoryServerCanCause) {
   for (int code = -20; code <= 130; ++code) {
     const HResult result = HResultFromLdap(code);
     if (!Failed(result)) continue;
-    EXPECT_TRUE(system.FormatMessageText(Bits(result), text))
+    EXPECT_EQ(system.FormatMessageText(Bits(result), text), 0U)
         << code << " became " << std::hex << Bits(result);
   }
 }
@@ -24,11 +24,11 @@ TEST(MessageTexts, OfAResultAndOfItsWin32CodeAreTheSame) {
   PosixSystem system;
   std::u16string ofResult;
   std::u16string ofCode;
-  ASSERT_TRUE(system.FormatMessageText(0x8007052E, ofResult));
-  ASSERT_TRUE(system.FormatMessageText(1326, ofCode));
+  ASSERT_EQ(system.FormatMessageText(0x8007052E, ofResult), 0U);
+  ASSERT_EQ(system.FormatMessageText(1326, ofCode), 0U);
   EXPECT_EQ(ofResult, ofCode);
-  EXPECT_FALSE(system.FormatMessageText(0x8007FFFF, ofResult));
-  EXPECT_FALSE(system.FormatMessageText(0x80010001, ofResult));
+  EXPECT_NE(system.FormatMessageText(0x8007FFFF, ofResult), 0U);
+  EXPECT_NE(system.FormatMessageText(0x80010001, ofResult), 0U);
 }
 
 }  // namespace

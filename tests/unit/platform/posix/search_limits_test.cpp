@@ -63,7 +63,7 @@ class SearchLimits : public testing::Test {
     if (Succeeded(end.result)) end.result = search->SetSearchPreference(preferences);
     if (Succeeded(end.result)) end.result = search->ExecuteSearch(u"(cn=*)", attributes);
     while (Succeeded(end.result) && (end.result = search->GetNextRow()) == kOk) ++end.rows;
-    end.error = directory_.LastError();
+    end.error = search != nullptr ? search->LastError() : directory_.LastError();
     return end;
   }
 

@@ -24,6 +24,7 @@ extern "C" HRESULT WINAPI ADsOpenObject(LPCWSTR path, LPCWSTR user, LPCWSTR pass
   }
   ++script.opens;
   script.openedFlags = flags;
+  if (FAILED(script.openResult)) script.lastError = script.openError;
   return FAILED(script.openResult) ? script.openResult : script.opened->QueryInterface(id, object);
 }
 

@@ -10,6 +10,7 @@ namespace zorvan::platform::windows {
 struct AdsScript {
   IUnknown* opened = nullptr;  // what ADsOpenObject gives; without one it is the system's own
   HRESULT openResult = S_OK;
+  DWORD openError = ERROR_SUCCESS;  // the last error after a failed ADsOpenObject
   DWORD openedFlags = 0;
   int opens = 0;
 

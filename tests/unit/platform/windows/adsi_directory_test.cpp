@@ -114,7 +114,7 @@ TEST_F(AdsiDirectoryTest, ManyObjectsAreReadWithoutAskingWhetherEachIsThere) {
   constexpr std::u16string_view kName = u"cn";
   int visits = 0;
   directory_.ReadObjects(paths, {}, kSecureAuthentication, {&kName, 1},
-                         [&](std::size_t, HResult result, AttributeSet& set) {
+                         [&](std::size_t, HResult result, AttributeSet& set, const ExtendedError&) {
                            EXPECT_EQ(result, kOk);
                            EXPECT_NE(set.Find(u"cn"), nullptr);
                            ++visits;
@@ -124,14 +124,17 @@ TEST_F(AdsiDirectoryTest, ManyObjectsAreReadWithoutAskingWhetherEachIsThere) {
 }
 
 TEST_F(AdsiDirectoryTest, TheLastErrorIsThatOfTheLastOpening) {
-  Script().lastError = 0x8009030C;
+  Script().openResult = E_FAIL;
+  Script().openError = 0x8009030C;
+  EXPECT_EQ(Open(), E_FAIL);
+  Script().lastError = 5;  // of another call that came between
   EXPECT_EQ(directory_.LastError().code, 0x8009030CU);
   EXPECT_EQ(directory_.LastError().text, u"what the server said");
   EXPECT_EQ(Open(std::u16string_view(u"LDAP://dc/CN=a\0b", 16)), kBadPathname);
   EXPECT_TRUE(directory_.LastError().text.empty()) << "an older failure";
-  EXPECT_EQ(Script().opens, 0) << "a text was told up to its zero";
-  Script().lastError = 5;
+  EXPECT_EQ(Script().opens, 1) << "a text was told up to its zero";
   Script().lastErrorResult = E_ADS_BAD_PARAMETER;
+  EXPECT_EQ(Open(), E_FAIL);
   EXPECT_TRUE(directory_.LastError().text.empty());
 }
 

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <optional>
 #include <span>
@@ -20,6 +21,7 @@ class ScriptedSearch : public IDirectorySearch {
   std::vector<HRESULT> rows;       // of GetNextRow, one after the other; then the end
   std::size_t moreDataBefore = 0;  // the row before which the end comes with ERROR_MORE_DATA,
   int moreDataTimes = 1;           // that often
+  DWORD rowError = ERROR_SUCCESS;  // the last error after a row that failed
   HRESULT executeResult = S_OK;
   HRESULT columnResult = S_OK;
   long references = 1;
@@ -27,6 +29,8 @@ class ScriptedSearch : public IDirectorySearch {
   int heldColumns = 0;
   std::vector<ADS_SEARCHPREF_INFO> preferences;
   std::optional<ADS_SEARCHPREF> refusedPreference;
+  std::vector<std::wstring> columnNames;  // of the row; when there are some, no other is set
+  std::wstring emptyColumn;
   int ends = 0;  // how often the end was told
   std::vector<std::wstring> asked;
 
@@ -58,13 +62,23 @@ class ScriptedSearch : public IDirectorySearch {
       Script().lastError = ERROR_MORE_DATA;
       return S_ADS_NOMORE_ROWS;
     }
-    if (row_ < rows.size()) return rows[row_++];
+    if (row_ < rows.size()) {
+      if (FAILED(rows[row_])) Script().lastError = rowError;
+      return rows[row_++];
+    }
     ++ends;
     return S_ADS_NOMORE_ROWS;
   }
-  STDMETHODIMP GetColumn(ADS_SEARCH_HANDLE, LPWSTR, PADS_SEARCH_COLUMN column) override {
+  STDMETHODIMP GetColumn(ADS_SEARCH_HANDLE, LPWSTR name, PADS_SEARCH_COLUMN column) override {
     if (FAILED(columnResult)) return columnResult;
+    const std::wstring wanted(name);
+    const bool piece = std::ranges::find(columnNames, wanted) != columnNames.end();
+    if (!columnNames.empty() && !piece && wanted != emptyColumn) return E_ADS_COLUMN_NOT_SET;
     ++heldColumns;
+    if (wanted == emptyColumn) {
+      *column = {nullptr, ADSTYPE_DN_STRING, nullptr, 0, nullptr};
+      return S_OK;
+    }
     value_.dwType = ADSTYPE_INTEGER;
     value_.Integer = static_cast<DWORD>(row_);
     *column = {nullptr, ADSTYPE_INTEGER, &value_, 1, nullptr};
@@ -81,10 +95,15 @@ class ScriptedSearch : public IDirectorySearch {
   STDMETHODIMP AbandonSearch(ADS_SEARCH_HANDLE) override { return E_NOTIMPL; }
   STDMETHODIMP GetFirstRow(ADS_SEARCH_HANDLE) override { return E_NOTIMPL; }
   STDMETHODIMP GetPreviousRow(ADS_SEARCH_HANDLE) override { return E_NOTIMPL; }
-  STDMETHODIMP GetNextColumnName(ADS_SEARCH_HANDLE, LPWSTR*) override { return E_NOTIMPL; }
+  STDMETHODIMP GetNextColumnName(ADS_SEARCH_HANDLE, LPWSTR* name) override {
+    if (nextName_ == columnNames.size()) return S_ADS_NOMORE_COLUMNS;
+    *name = columnNames[nextName_++].data();
+    return S_OK;
+  }
 
  private:
   std::size_t row_ = 0;
+  std::size_t nextName_ = 0;
   ADSVALUE value_{};
 };
 
@@ -192,6 +211,45 @@ TEST_F(AdsiSearchTest, PassesFailuresOnAsTheyAre) {
   EXPECT_TRUE(column.values.empty());
   EXPECT_EQ(search_->GetNextRow(), kServerDown);
   EXPECT_EQ(scripted_.heldColumns, 0);
+}
+
+TEST_F(AdsiSearchTest, FindsAPieceOfAListByThePlainName) {
+  scripted_.rows = {S_OK};
+  scripted_.emptyColumn = L"member";
+  scripted_.columnNames = {L"cn", L"member;range=0-1499", L"memberOf;range=0-*"};
+  ASSERT_EQ(Execute(), kOk);
+  ASSERT_EQ(search_->GetNextRow(), kOk);
+  platform::Column column;
+  ASSERT_EQ(search_->GetColumn(u"member", column), kOk);
+  EXPECT_EQ(column.values.size(), 1U);
+  EXPECT_TRUE(column.ranged && column.cut);
+  ASSERT_EQ(search_->GetColumn(u"memberOf", column), kOk);
+  EXPECT_TRUE(column.ranged && !column.cut);
+  EXPECT_EQ(search_->GetColumn(u"sn", column), kColumnNotSet);
+  EXPECT_EQ(Script().blocksFreed, 3) << "the names of the columns";
+  EXPECT_EQ(search_->GetNextRow(), kNoMoreRows);
+  EXPECT_EQ(scripted_.heldColumns, 0);
+}
+
+TEST_F(AdsiSearchTest, AColumnWithoutValuesIsNotSet) {
+  scripted_.rows = {S_OK};
+  scripted_.emptyColumn = L"cn";
+  ASSERT_EQ(Execute(), kOk);
+  ASSERT_EQ(search_->GetNextRow(), kOk);
+  platform::Column column;
+  EXPECT_EQ(search_->GetColumn(u"cn", column), kColumnNotSet);
+  search_.reset();
+  EXPECT_EQ(scripted_.heldColumns, 0);
+}
+
+TEST_F(AdsiSearchTest, KeepsWhatWasSaidOfItsFailure) {
+  scripted_.rows = {HRESULT_FROM_WIN32(0x203A)};
+  scripted_.rowError = 0x203A;
+  ASSERT_EQ(Execute(), kOk);
+  EXPECT_EQ(search_->GetNextRow(), kServerDown);
+  Script().lastError = 5;  // of another call that came between
+  EXPECT_EQ(search_->LastError().code, 0x203AU);
+  EXPECT_EQ(search_->LastError().text, u"what the server said");
 }
 
 TEST_F(AdsiSearchTest, NeverTellsATextOnlyUpToItsZero) {

@@ -57,7 +57,7 @@ class Win32AccountsTest : public testing::Test {
   }
 
   Win32Code Query(TerminalServicesClass setting, std::u16string_view user = u"anna") {
-    return Win32Accounts().QueryUserConfig(u"dc1", u"DC=x", {}, user, setting, value_);
+    return Win32Accounts().QueryUserConfig(u"dc1", u"DC=x", {}, user, setting, value_).code;
   }
 
   TerminalServicesValue value_;

@@ -28,8 +28,8 @@ import java.util.stream.Collectors;
  * ({@code -Dzorvan.expected=FOLDER}) where there is no {@code ldbsearch}.
  */
 final class Expected {
-  /** An ordinary user whom the tests give wrong passwords. */
-  static final String MISTYPED = "user00012";
+  /** An ordinary user, who has a password, whom the tests give wrong ones. */
+  static final String MISTYPED = TestDomain.property("readerUserName");
 
   /** How the accounts begin that may not log on, each for another reason. */
   static final String REFUSED = "n.refused.";
@@ -49,7 +49,6 @@ final class Expected {
   private static final Set<String> IN_USE =
       Set.of(
           TestDomain.property("userName"),
-          TestDomain.property("readerUserName"),
           TestDomain.property("disabledUserName"),
           MISTYPED,
           "DC1$");
