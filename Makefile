@@ -1,7 +1,7 @@
 # ZorvanSecurity. Everything is done by the scripts; this names them. `make help` lists the targets.
 
 .DEFAULT_GOAL := help
-.PHONY: help demo test test-asan test-windows windows bench fuzz format lint clean
+.PHONY: help demo test test-asan test-windows windows faults bench fuzz format lint clean
 
 help: ## this list
 	@awk -F ':.*## ' '/^[a-z-]+:.*## / {printf "  make %-13s %s\n", $$1, $$2}' $(MAKEFILE_LIST)
@@ -20,6 +20,9 @@ test-asan: ## run JUnit against the embedded domain with a library built with sa
 
 test-windows: ## run unit tests and JUnit through the DLL under Wine, against the same domain
 	@scripts/test-windows
+
+faults: ## attack the command line with planted servers, and say what it did (WRITE=1: the table of docs/security.md too)
+	@scripts/faults $(if $(WRITE),--write)
 
 bench: ## measure against other LDAP clients and write bench/RESULTS.md
 	@bench/run
