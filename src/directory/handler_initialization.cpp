@@ -270,6 +270,8 @@ bool InitializeHandler(NativeHandler& handler, DomainProperties& properties,
   }
   CopyTexts(settings, properties);
   CopyCredentials(handler, properties);
+  if (properties.domainControllers)
+    settings.terms.controllers = properties.domainControllers->size();
   if (handler.observer != nullptr) handler.platform.BeginCall(settings.terms, *handler.observer);
 
   static const std::vector<std::u16string> kNoControllers;

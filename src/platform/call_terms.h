@@ -14,6 +14,8 @@ namespace zorvan::platform {
 // operating system decides one of them itself ignores it.
 struct CallTerms {
   std::u16string domainName;  // DNS name of the domain as the caller gave it; empty: not given
+  // How many controllers the caller gave. A slow one is given up early only for another.
+  std::size_t controllers = 1;
   // The names of the controllers were found in the DNS rather than given, and DNS answers can be
   // forged: a server must prove that it is a controller of the domain.
   bool controllersFromDns = false;

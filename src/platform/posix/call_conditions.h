@@ -13,6 +13,8 @@ struct CallConditions {
   CallTerms terms;
   CallObserver* observer = nullptr;  // may be null; outlives whoever holds this
   Deadline end = Deadline::max();    // of the whole call
+  // The caller will go on to another controller when this one is slow.
+  bool hasAlternative = false;
 
   // By when a connection that is begun now must have its log-on behind it.
   Deadline OpeningEnd() const {

@@ -8,7 +8,7 @@
 
 namespace zorvan::platform::posix {
 
-// How long one is waited for, and how long its silence is remembered.
+// How long one is waited for when there is another, and how long its silence is remembered.
 inline constexpr std::chrono::milliseconds kKdcPatience{2'000};
 inline constexpr std::chrono::seconds kSilenceRemembered{60};
 

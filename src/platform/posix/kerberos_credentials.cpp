@@ -234,12 +234,12 @@ krb5_error_code KerberosCredentials::Session::Ask(const KerberosLogon& logon,
     reason_ = "the caller gave up";
     return KRB5_KDC_UNREACH;
   }
-  if (WasSilent(logon.kdc, Clock::now())) {
+  if (logon.hasAlternative && WasSilent(logon.kdc, Clock::now())) {
     reason_ = "it did not answer a short while ago";
     return KRB5_KDC_UNREACH;
   }
   const Deadline silent = Clock::now() + kKdcPatience;
-  const Patience patience = logon.patience.Until(silent);
+  const Patience patience = logon.hasAlternative ? logon.patience.Until(silent) : logon.patience;
   reason_.clear();
   const FileDescriptor connection = ConnectTcp(logon.kdc, patience, reason_);
   const bool answered = connection && ExchangeFramed(connection.get(), request.data, request.length,

@@ -36,7 +36,10 @@ struct KerberosLogon {
   std::vector<std::string> services;  // without realm, the first that the KDC knows is taken:
                                       // "ldap/dc1.example.test"
   SocketAddress kdc;
-  Patience patience;  // for all questions together; each of them has kKdcPatience at most
+  Patience patience;  // for all questions together
+  // Each question has kKdcPatience at most, and a KDC that was silent a short while ago is not
+  // asked again: there is another one.
+  bool hasAlternative = false;
   bool allowRc4 = false;
 };
 

@@ -84,8 +84,9 @@ HResult PosixDirectory::Connect(const Endpoint& endpoint, const Credentials& cre
   }
 
   std::unique_ptr<LdapConnection> opened;
-  const HResult result =
-      LdapConnection::Open(endpoint, credentials, bits, opened, error, conditions);
+  CallConditions terms = conditions;
+  terms.hasAlternative = HasAlternative(conditions);
+  const HResult result = LdapConnection::Open(endpoint, credentials, bits, opened, error, terms);
   connection = std::move(opened);
   if (Succeeded(result) || IsAnswerForTheCall(result)) {
     Slot& slot = slots_.emplace_back(endpoint, credentials, bits);
@@ -94,6 +95,13 @@ HResult PosixDirectory::Connect(const Endpoint& endpoint, const Credentials& cre
     slot.error = error;
   }
   return result;
+}
+
+// While the caller walks over its controllers, each that failed leaves one fewer.
+bool PosixDirectory::HasAlternative(const CallConditions& conditions) const {
+  const bool found =
+      std::ranges::any_of(slots_, [](const Slot& slot) { return slot.connection != nullptr; });
+  return !found && slots_.size() + 1 < conditions.terms.controllers;
 }
 
 // A path without a server means any of the domain: one that this call already talks to.

@@ -53,6 +53,7 @@ class PosixDirectory final : public Directory {
                   ExtendedError& error);
   HResult ConnectTo(const Referral& referral, const LdapConnection& from, LdapTarget& target,
                     ExtendedError& error);
+  bool HasAlternative(const CallConditions& conditions) const;
   std::string HostFor(const AdsPath& path) const;
   HResult FollowReferral(LdapTarget& target, ExtendedError& error);
 
