@@ -183,7 +183,7 @@ void RowBuilder::AddColumn(DirectorySearch& search, Attribute& attribute, Row& r
     AddValues(search, attribute, column, row);
   }
   if (attribute.isMemberOf) AddPrimaryGroup(search, row);
-  if (attribute.isMember) FillPrimaryGroupUsers(search, row);
+  if (attribute.isMember) FillPrimaryGroupUsers(search, has ? column.values.size() : 0, row);
   if (!has && row.tokens().size() == begun) {
     row.Truncate(before);  // nothing to tell of an attribute that the object does not have
     return;
@@ -307,10 +307,14 @@ void RowBuilder::AddPrimaryGroupName(DirectorySearch& search, const Attribute& a
   row.EndList();
 }
 
-void RowBuilder::FillPrimaryGroupUsers(DirectorySearch& search, Row& row) {
+void RowBuilder::FillPrimaryGroupUsers(DirectorySearch& search, std::size_t listed, Row& row) {
   LogMessage(handler_, call::kDetail, "Filling Primary Group Users.");
   const auto sid = FirstValue(search, kObjectSid);
-  if (sid && IsDomainSid(sid->octets) && IsGroup(search)) AddPrimaryGroupMembers(sid->octets, row);
+  if (sid && IsDomainSid(sid->octets) && IsGroup(search) &&
+      Failed(AddPrimaryGroupMembers(sid->octets, listed, row)) && !call::IsCancelled(handler_)) {
+    const std::u16string name = RowName(search);
+    call::Notify(handler_, {call::NoticeKind::kListCut, name, u"member", listed});
+  }
   LogMessage(handler_, call::kDetail, "Returned from filling Primary Group Users.");
 }
 
@@ -326,13 +330,15 @@ bool RowBuilder::IsGroup(DirectorySearch& search) {
   return group;
 }
 
-void RowBuilder::AddPrimaryGroupMembers(std::span<const std::byte> groupSid, Row& row) {
+// Fails when members may be missing; listed counts what is in the list so far.
+HResult RowBuilder::AddPrimaryGroupMembers(std::span<const std::byte> groupSid, std::size_t& listed,
+                                           Row& row) {
   std::unique_ptr<DirectorySearch> search;
   const std::u16string& root = handler_.settings.defaultNamingContext;
   HResult result = BindObject(handler_, ObjectPath(handler_.settings, root), search);
   if (Failed(result)) {
     LogUnreadObject(root, result);
-    return;
+    return result;
   }
   std::u16string filter = u"(&(primaryGroupID=";
   filter.append(call::DecimalText(RelativeId(groupSid))).append(u")(!sAMAccountType=805306370))");
@@ -340,12 +346,14 @@ void RowBuilder::AddPrimaryGroupMembers(std::span<const std::byte> groupSid, Row
   if (Succeeded(result)) result = search->ExecuteSearch(filter, kLinkedObjectAttributes);
   while (Succeeded(result) && (result = search->GetNextRow()) == platform::kOk) {
     AddFoundObject(*search, row);
+    ++listed;
   }
   if (Failed(result)) {
     LogMessageW(handler_, call::kMilestone, "The search failed, filter: %ws, error code: %x",
                 filter, Bits(result));
     LogWhatWasSaid(handler_, search->LastError());
   }
+  return result;
 }
 
 void RowBuilder::AddFoundObject(DirectorySearch& search, Row& row) {

@@ -82,8 +82,9 @@ class RowBuilder {
   void AddPrimaryGroup(platform::DirectorySearch& search, call::Row& row);
   void AddPrimaryGroupName(platform::DirectorySearch& search, const Attribute& attribute,
                            call::Row& row);
-  void FillPrimaryGroupUsers(platform::DirectorySearch& search, call::Row& row);
-  void AddPrimaryGroupMembers(std::span<const std::byte> groupSid, call::Row& row);
+  void FillPrimaryGroupUsers(platform::DirectorySearch& search, std::size_t listed, call::Row& row);
+  platform::HResult AddPrimaryGroupMembers(std::span<const std::byte> groupSid, std::size_t& listed,
+                                           call::Row& row);
   void AddFoundObject(platform::DirectorySearch& search, call::Row& row);
   void AddTerminalServices(const Attribute& attribute, call::Row& row);
 

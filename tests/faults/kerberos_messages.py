@@ -32,13 +32,14 @@ def kerberos_error(code, data=None, realm="ZORVAN.TEST"):
     return element(0x7E, sequence(*fields))
 
 
-def preauthentication(kind, iterations=None):
-    """The demand for a timestamp under a key of this type, made from the password with so many rounds."""
+def preauthentication(kind, iterations=None, first=1):
+    """The demand for a timestamp under a key of this type, made from the password with so many rounds. The fields of its
+    items are numbered from 1 (PA-DATA) or from 0 (TYPED-DATA); libkrb5 reads both."""
     fields = [tagged(0, integer(kind)), tagged(1, element(0x1B, b"ZORVAN.TESTreader"))]
     if iterations is not None:
         fields.append(tagged(2, octets(iterations.to_bytes(4, "big"))))
-    hint = sequence(tagged(1, integer(19)), tagged(2, octets(sequence(sequence(*fields)))))
-    timestamp = sequence(tagged(1, integer(2)), tagged(2, octets(b"")))
+    hint = sequence(tagged(first, integer(19)), tagged(first + 1, octets(sequence(sequence(*fields)))))
+    timestamp = sequence(tagged(first, integer(2)), tagged(first + 1, octets(b"")))
     return kerberos_error(PREAUTHENTICATION_REQUIRED, sequence(hint, timestamp))
 
 

@@ -30,7 +30,11 @@ struct ConnectionState {
   // For every wait between looking up the server's name and the end of its log-on.
   Patience OpeningPatience() const { return {openingEnds, conditions.observer}; }
 
-  bool IsBroken() const { return broken || socket.failed(); }
+  // Also where nothing can be sent or read any more though the socket is good: a session key ends
+  // with its ticket.
+  bool IsBroken() const {
+    return broken || socket.failed() || (tls && tls->failed()) || (sealed && sealed->failed());
+  }
 
   SocketTransport socket;
   std::optional<TlsTransport> tls;

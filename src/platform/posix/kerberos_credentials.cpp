@@ -332,8 +332,12 @@ KerberosOutcome KerberosCredentials::AcquireAsProcess(const KerberosLogon& logon
                                                       ExtendedError& error) {
   result = JudgeProcessIdentity(error);
   if (result == kNoLogonSession) return KerberosOutcome::kElsewhere;
+  if (Failed(result)) return KerberosOutcome::kFailed;
   KerberosContext context;
-  if (Failed(result) || krb5_init_context(context.Put()) != 0) return KerberosOutcome::kFailed;
+  if (const krb5_error_code unusable = krb5_init_context(context.Put()); unusable != 0) {
+    result = KerberosFailure(nullptr, unusable, {}, error);
+    return KerberosOutcome::kFailed;
+  }
   session_ = std::make_unique<Session>(std::move(context));
   bool elsewhere = false;
   krb5_error_code code = session_->TakeOverCache(logon.realm, elsewhere);

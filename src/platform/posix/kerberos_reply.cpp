@@ -17,6 +17,8 @@ constexpr unsigned char kPaDataOfReply = 0xa2;       // field 2
 constexpr unsigned char kMethodOfError = 0xac;       // field 12
 constexpr unsigned char kPaType = 0xa1;              // field 1 of PA-DATA
 constexpr unsigned char kPaValue = 0xa2;             // field 2
+constexpr unsigned char kTypedType = 0xa0;           // field 0 of TYPED-DATA
+constexpr unsigned char kTypedValue = 0xa1;          // field 1
 constexpr unsigned char kStringToKeyOfEntry = 0xa2;  // field 2 of ETYPE-INFO2-ENTRY
 constexpr std::uint64_t kPaEtypeInfo2 = 19;
 
@@ -42,21 +44,26 @@ class IterationSearch {
   }
 
  private:
-  // METHOD-DATA: a sequence of PA-DATA.
+  // METHOD-DATA: a sequence of PA-DATA. libkrb5 also reads a sequence of TYPED-DATA there, whose
+  // fields mean the same under other numbers.
   void Methods(std::string_view data) {
     ForEachIn(data, kSequence, [&](std::string_view items) {
       ForEachIn(items, kSequence, [&](std::string_view item) {
-        bool hasKeyInfo = false;
-        ForEachIn(item, kPaType, [&](std::string_view type) {
-          ForEachIn(type, kInteger, [&](auto number) {
-            hasKeyInfo = hasKeyInfo || Number(number) == kPaEtypeInfo2;
-          });
-        });
-        if (!hasKeyInfo) return;
-        ForEachIn(item, kPaValue, [&](std::string_view value) {
-          ForEachIn(value, kOctetString, [&](auto info) { KeyInfo(info); });
-        });
+        Method(item, kPaType, kPaValue);
+        Method(item, kTypedType, kTypedValue);
       });
+    });
+  }
+
+  void Method(std::string_view item, unsigned char typeField, unsigned char valueField) {
+    bool hasKeyInfo = false;
+    ForEachIn(item, typeField, [&](std::string_view type) {
+      ForEachIn(type, kInteger,
+                [&](auto number) { hasKeyInfo = hasKeyInfo || Number(number) == kPaEtypeInfo2; });
+    });
+    if (!hasKeyInfo) return;
+    ForEachIn(item, valueField, [&](std::string_view value) {
+      ForEachIn(value, kOctetString, [&](auto info) { KeyInfo(info); });
     });
   }
 

@@ -179,7 +179,7 @@ HResult ConnectionState::GiveUp(HResult ended) {
     failure = EndOfCall(call);
     return call;
   }
-  broken = ended != kTimedOut || Clock::now() < requestsEnd;
+  broken = broken || ended != kTimedOut || Clock::now() < requestsEnd;
   failure = {Bits(ended) & 0xFFFFU, u"The server sent no whole answer within the time limit."};
   return ended;
 }

@@ -69,6 +69,7 @@ constexpr MessageText kWin32Texts[] = {
     {1385, "The user has not been granted this type of logon."},
     {1398, "The clocks of client and server differ too much."},
     {1460, "The operation timed out."},
+    {1610, "The configuration data of this computer is damaged."},
     {1722, "The RPC server is unavailable."},
     {1772, "The list of RPC servers has been used up."},
     {1792, "A logon was attempted without a network logon service."},
@@ -149,6 +150,10 @@ constexpr MessageText kResultTexts[] = {
     {0x80005010, "The column is not set in this row."},
     {0x80005014, "The search filter is written wrongly."},
     {0x8000FFFF, "Something unexpected happened."},
+    {0x80090303, "The domain knows no server of this name."},
+    {0x8009030C, "The logon was denied."},
+    {0x80090317, "The ticket or session has expired."},
+    {0x80090331, "Client and server have no encryption algorithm in common."},
 };
 
 static_assert(std::ranges::is_sorted(kWin32Texts, {}, &MessageText::code));

@@ -45,6 +45,9 @@ class SealedTransport {
   // Puts this on top of the LDAP connection's layers; it must outlive the connection's handle.
   bool Attach(Sockbuf* connection);
 
+  // True once a token could not be made, sent or read; nothing more passes.
+  bool failed() const { return broken_; }
+
  private:
   struct Layer;
   enum class Frame { kComplete, kPartial, kMalformed };

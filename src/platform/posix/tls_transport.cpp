@@ -177,15 +177,19 @@ ber_slen_t TlsTransport::Read(void* buffer, std::size_t size) {
   if (count == GNUTLS_E_REHANDSHAKE) {
     gnutls_alert_send(session_.get(), GNUTLS_AL_WARNING, GNUTLS_A_NO_RENEGOTIATION);
   }
-  errno = gnutls_error_is_fatal(static_cast<int>(count)) == 0 ? EAGAIN : EPROTO;
-  return -1;
+  return Fail(count);
 }
 
 ber_slen_t TlsTransport::Write(const void* bytes, std::size_t size) {
   const ssize_t count =
       established_ ? gnutls_record_send(session_.get(), bytes, size) : GNUTLS_E_INVALID_SESSION;
-  if (count >= 0) return count;
-  errno = gnutls_error_is_fatal(static_cast<int>(count)) == 0 ? EAGAIN : EPROTO;
+  return count >= 0 ? count : Fail(count);
+}
+
+ber_slen_t TlsTransport::Fail(ssize_t failure) {
+  const bool fatal = gnutls_error_is_fatal(static_cast<int>(failure)) != 0;
+  failed_ |= fatal;
+  errno = fatal ? EPROTO : EAGAIN;
   return -1;
 }
 

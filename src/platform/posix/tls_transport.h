@@ -36,6 +36,9 @@ class TlsTransport {
   // no TLS with the right server; nothing can be sent then.
   bool Handshake(Patience& patience, std::string& reason);
 
+  // True once TLS has failed in reading or in sending; nothing more passes.
+  bool failed() const { return failed_; }
+
   // The server's certificate in DER; empty before the handshake.
   std::string ServerCertificate() const;
 
@@ -48,6 +51,7 @@ class TlsTransport {
   ssize_t Pull(void* buffer, std::size_t size);
   ber_slen_t Read(void* buffer, std::size_t size);
   ber_slen_t Write(const void* bytes, std::size_t size);
+  ber_slen_t Fail(ssize_t failure);
 
   TlsCredentials credentials_;  // outlives the session
   TlsHandle session_;
@@ -58,6 +62,7 @@ class TlsTransport {
   bool timedOut_ = false;
   bool accepted_ = false;     // the certificate was found good
   bool established_ = false;  // the handshake is complete
+  bool failed_ = false;
 };
 
 }  // namespace zorvan::platform::posix

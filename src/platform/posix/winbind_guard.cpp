@@ -6,6 +6,7 @@
 #include <condition_variable>
 #include <memory>
 #include <mutex>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -24,13 +25,20 @@ struct Turn {
   bool leftBehind = false;
 };
 
-// Waits until the condition holds; false when time or the caller's wish for the result is over.
+// Waits until the condition holds; false when time or the caller's wish for the result is over. The
+// caller answers in code of its own, which must not hold up other calls, so it is asked without the
+// lock.
 template <typename Condition>
 bool Await(Turn& turn, std::unique_lock<std::mutex>& lock, Deadline deadline,
            CallObserver* observer, const Condition& condition) {
   while (!condition()) {
-    if (Clock::now() >= deadline || (observer != nullptr && observer->IsCancelled())) return false;
+    if (Clock::now() >= deadline) return false;
     turn.changed.wait_until(lock, std::min(deadline, Clock::now() + kBetweenQuestions));
+    if (observer == nullptr || condition()) continue;
+    lock.unlock();
+    const bool cancelled = observer->IsCancelled();
+    lock.lock();
+    if (cancelled && !condition()) return false;
   }
   return true;
 }
@@ -51,20 +59,30 @@ bool RunBesideWinbind(std::function<void()> work, Deadline deadline, CallObserve
   const bool free =
       Await(*turn, lock, deadline, observer, [&] { return !turn->taken || turn->leftBehind; });
   if (!free || turn->leftBehind) return false;
-  turn->taken = true;
   const auto done = std::make_shared<bool>(false);
-  std::thread([turn, done, work = std::move(work)]() mutable {
-    work();
-    work = nullptr;
-    const std::lock_guard alone(turn->mutex);
-    *done = true;
-    turn->taken = false;
-    turn->leftBehind = false;
-    turn->changed.notify_all();
-  }).detach();
-  if (Await(*turn, lock, deadline, observer, [&] { return *done; })) return true;
+  std::thread thread;
+  try {
+    thread = std::thread([turn, done, work = std::move(work)]() mutable {
+      work();
+      work = nullptr;
+      const std::lock_guard alone(turn->mutex);
+      *done = true;
+      turn->taken = false;
+      turn->leftBehind = false;
+      turn->changed.notify_all();
+    });
+  } catch (const std::system_error&) {
+    return false;  // no thread is left; the turn stays free for the next
+  }
+  turn->taken = true;
+  if (Await(*turn, lock, deadline, observer, [&] { return *done; })) {
+    lock.unlock();
+    thread.join();
+    return true;
+  }
   turn->leftBehind = true;
   KeepLibraryLoaded();
+  thread.detach();
   return false;
 }
 

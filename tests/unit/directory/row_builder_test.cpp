@@ -146,6 +146,7 @@ TEST_F(RowBuilderTest, WhateverPieceOfAListComesIsShownAndACutListIsTold) {
 }
 
 TEST_F(RowBuilderTest, FailuresOfSearchesBesidesTheRowsSayWhatTheDirectorySaid) {
+  handler.observer = &observer;
   script.extendedError = {8246, u"busy beyond words"};
   script.Fail(Call::kExecute, platform::kFailure,
               u"(&(primaryGroupID=1200)(!sAMAccountType=805306370))");
@@ -153,10 +154,14 @@ TEST_F(RowBuilderTest, FailuresOfSearchesBesidesTheRowsSayWhatTheDirectorySaid) 
   AddRow(u"group")
       .Texts(u"sAMAccountName", {u"Staff"})
       .Texts(u"objectClass", {u"group"})
+      .Texts(u"member", {NameOf(u"Sales")})
       .Number(u"primaryGroupID", 1999)
       .Binary(u"objectSid", DomainSid(1200));
   Read({u"member"});
   EXPECT_EQ(log.Count(u"The directory said: busy beyond words (2036)"), 1U);
+  const std::vector<support::RecordedNotice> notices = {
+      {platform::NoticeKind::kListCut, NameOf(u"group"), u"member", 1}};
+  EXPECT_EQ(observer.notices, notices) << "members may be missing from the row";
   Read({u"primaryGroupID"});
   EXPECT_EQ(log.Count(u"The directory said: busy beyond words (2036)"), 2U);
   Read({u"sAMAccountName", u"tsProfilePath"});

@@ -16,23 +16,27 @@
 
 namespace zorvan::platform::posix {
 
-// A request for that many iterations in the way of a KRB-ERROR's padata, for AES-256.
-inline std::string KeyInfo(std::uint32_t iterations) {
+// A request for that many iterations, for AES-256, in one of the two forms that a KRB-ERROR has for
+// it: their fields are numbered from 1 (PA-DATA) or from 0 (TYPED-DATA).
+inline std::string KeyInfo(std::uint32_t iterations, char firstField = 1) {
   using ber::Element;
   std::string count;
   for (int shift = 24; shift >= 0; shift -= 8) count += static_cast<char>(iterations >> shift);
   const std::string entry = Element('\xa0', Element('\x02', "\x12")) +
                             Element('\xa1', Element('\x1b', "EXAMPLE.TESTreader")) +
                             Element('\xa2', ber::Octets(count));
-  return Element('\x30', Element('\xa1', Element('\x02', "\x13")) +
-                             Element('\xa2', ber::Octets(Element('\x30', Element('\x30', entry)))));
+  const auto type = static_cast<char>('\xa0' + firstField);
+  const auto value = static_cast<char>(type + 1);
+  return Element('\x30', Element(type, Element('\x02', "\x13")) +
+                             Element(value, ber::Octets(Element('\x30', Element('\x30', entry)))));
 }
 
 // That encrypted timestamps are understood.
-inline std::string TimestampWanted() {
+inline std::string TimestampWanted(char firstField = 1) {
   using ber::Element;
-  return Element('\x30',
-                 Element('\xa1', Element('\x02', "\x02")) + Element('\xa2', ber::Octets("")));
+  const auto type = static_cast<char>('\xa0' + firstField);
+  const auto value = static_cast<char>(type + 1);
+  return Element('\x30', Element(type, Element('\x02', "\x02")) + Element(value, ber::Octets("")));
 }
 
 inline std::string KdcError(char code, const std::string& padata = {}) {

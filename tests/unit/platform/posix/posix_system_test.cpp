@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "platform/posix/kerberos_failure.h"
 #include "platform/posix/ldap_result.h"
 
 namespace zorvan::platform::posix {
@@ -17,6 +18,16 @@ TEST(MessageTexts, ExistForEveryResultThatADirectoryServerCanCause) {
     if (!Failed(result)) continue;
     EXPECT_EQ(system.FormatMessageText(Bits(result), text), 0U)
         << code << " became " << std::hex << Bits(result);
+  }
+}
+
+TEST(MessageTexts, ExistForEveryFailureOfALogOn) {
+  PosixSystem system;
+  std::u16string text;
+  for (const HResult result :
+       {kTimeSkew, kNoLogonServers, kBadConfiguration, kTargetUnknown, kLogonDenied, kTicketExpired,
+        kAlgorithmMismatch, kNoLogonSession, kLogonFailure, kCancelled, kTimedOut}) {
+    EXPECT_EQ(system.FormatMessageText(Bits(result), text), 0U) << std::hex << Bits(result);
   }
 }
 

@@ -18,10 +18,11 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// A token is the text reversed behind "#"; one without it is forged.
+// A token is the text reversed behind "#"; one without it is forged. Cannot seal "expired".
 class Reversing : public MessageProtection {
  public:
   bool Wrap(std::string_view plain, std::string& token) override {
+    if (plain.ends_with("expired")) return false;
     token = "#";
     token.append(plain.rbegin(), plain.rend());
     return true;
@@ -128,6 +129,15 @@ class TransportTest : public testing::Test {
   Element reading_;
   std::string received_;
 };
+
+TEST_F(TransportTest, WhatCannotBeSealedIsNotSentAndTheTransportHasFailed) {
+  EXPECT_TRUE(ClientSends("good"));
+  EXPECT_FALSE(sealed_.failed());
+  EXPECT_FALSE(ClientSends("expired"));
+  EXPECT_TRUE(sealed_.failed());
+  EXPECT_FALSE(socket_->failed());
+  EXPECT_EQ(ServerReceives(), Encoded("good"));
+}
 
 TEST_F(TransportTest, MessagesArriveWholeHoweverTheStreamIsCut) {
   const std::vector<std::string> texts = {"the first", std::string(300, 'b'),

@@ -53,6 +53,32 @@ TEST(WinbindGuard, CallerWhoWantsNoMoreIsNotHeldUp) {
   }
 }
 
+// A caller whose answer needs the turn itself, as a handler that makes another call does.
+class AskingAgain final : public CallObserver {
+ public:
+  bool IsCancelled() override {
+    other = std::async(std::launch::async,
+                       [] { return RunBesideWinbind([] {}, Clock::now() + 50ms, nullptr); });
+    return other.wait_for(2s) == std::future_status::ready;
+  }
+  void Notify(const Notice&) override {}
+
+  std::future<bool> other;
+};
+
+TEST(WinbindGuard, CallerIsAskedWithoutTheLock) {
+  const auto release = std::make_shared<std::promise<void>>();
+  const auto hangs = [future = release->get_future().share()] { future.wait(); };
+  AskingAgain observer;
+  const Clock::time_point start = Clock::now();
+  EXPECT_FALSE(RunBesideWinbind(hangs, start + 10s, &observer));
+  EXPECT_LT(Clock::now() - start, 2s) << "the other call ended while the caller was asked";
+  release->set_value();
+  while (!RunBesideWinbind([] {}, Clock::now() + 10s, nullptr)) {
+    ASSERT_LT(Clock::now() - start, 10s);
+  }
+}
+
 TEST(NtlmCredentials, OneIsKeptForAnAccountWithItsPassword) {
   const SecretText password(u"secret");
   const SecretText changed(u"changed");
