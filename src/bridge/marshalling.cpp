@@ -225,6 +225,7 @@ void ReadDomainProperties(JavaCall& java, NativeHandler& handler, jobject settin
   reader.ReadText("IS_AUTHENTICATION_REQUIRED", properties.isAuthenticationRequired);
   reader.ReadInteger("ACCOUNT_LOOKUP_STATUS", properties.accountLookupStatus);
   reader.BeginOptional();
+  reader.ReadText("CONTROLLERS_FROM_DNS", properties.controllersFromDns);
   reader.ReadText("ALLOW_NTLM", properties.allowNtlm);
   reader.ReadText("ALLOW_RC4", properties.allowRc4);
   reader.ReadText("TRUSTED_AUTHORITIES", properties.trustedAuthorities);

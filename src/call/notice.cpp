@@ -22,6 +22,8 @@ constexpr std::array kWords{
     Words{NoticeKind::kTypesUnknown, "TypesUnknown",
           "The schema of %ws could not be read, so values of %ws are missing"},
     Words{NoticeKind::kSchemaNotRead, {}, "The schema of %ws could not be read: %ws"},
+    // Its line is written where the search failed.
+    Words{NoticeKind::kSearchFailed, "SearchFailed", {}},
     Words{NoticeKind::kReferralFollowed, "ReferralFollowed", "%ws was asked for at %ws"},
     Words{NoticeKind::kLoggedOn, {}, "Logged on to %ws by %ws"},
 };
@@ -39,7 +41,9 @@ void Notify(NativeHandler& handler, const Notice& notice) {
 void AddNotice(NativeHandler& handler, NoticeList* list, const Notice& notice) {
   const auto* words = std::ranges::find(kWords, notice.kind, &Words::kind);
   if (words == kWords.end()) return;
-  LogMessage(handler, kMilestone, words->format, notice.subject, notice.detail, notice.count);
+  if (!words->format.empty()) {
+    LogMessage(handler, kMilestone, words->format, notice.subject, notice.detail, notice.count);
+  }
   if (list != nullptr && !words->name.empty()) list->AddNotice(words->name, notice);
 }
 

@@ -169,6 +169,7 @@ class TermsReader {
 
   bool Read(platform::CallTerms& terms) {
     terms.domainName = properties_.domainName.value_or(u"");
+    ReadSwitch("CONTROLLERS_FROM_DNS", properties_.controllersFromDns, terms.controllersFromDns);
     ReadSwitch("ALLOW_NTLM", properties_.allowNtlm, terms.allowNtlm);
     ReadSwitch("ALLOW_RC4", properties_.allowRc4, terms.allowRc4);
     ReadPath("TRUSTED_AUTHORITIES", properties_.trustedAuthorities, terms.trustedAuthorities);

@@ -41,6 +41,7 @@ struct DomainProperties {
   std::optional<std::int32_t> accountLookupStatus;               // ACCOUNT_LOOKUP_STATUS
 
   // Optional keys: terms of the call. One that cannot be understood fails the initialisation.
+  std::optional<std::u16string> controllersFromDns;  // CONTROLLERS_FROM_DNS: "true" or "false"
   std::optional<std::u16string> allowNtlm;           // ALLOW_NTLM: "true" or "false"
   std::optional<std::u16string> allowRc4;            // ALLOW_RC4: "true" or "false"
   std::optional<std::u16string> trustedAuthorities;  // TRUSTED_AUTHORITIES: a file or folder

@@ -14,6 +14,9 @@ namespace zorvan::platform {
 // operating system decides one of them itself ignores it.
 struct CallTerms {
   std::u16string domainName;  // DNS name of the domain as the caller gave it; empty: not given
+  // The names of the controllers were found in the DNS rather than given, and DNS answers can be
+  // forged: a server must prove that it is a controller of the domain.
+  bool controllersFromDns = false;
   // NTLM for a secure bind also where Kerberos could be used but failed.
   bool allowNtlm = false;
   // Tickets and session keys of the type RC4-HMAC.
@@ -37,6 +40,7 @@ enum class NoticeKind : std::uint8_t {
   kServiceNameFromServer,  // subject: server; detail: service name that the ticket was asked for
   kListCut,                // subject: object; detail: attribute; count: values delivered
   kTypesUnknown,           // subject: server; detail: attribute left empty, its type being unknown
+  kSearchFailed,           // subject: filter; detail: what the directory said; count: its code
   kReferralFollowed,       // subject: object; detail: host that was asked instead
   kSchemaNotRead,          // for the log only; subject: server; detail: why
   kLoggedOn,               // for the log only; subject: server; detail: mechanism and service

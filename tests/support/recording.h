@@ -92,9 +92,10 @@ class RecordingListener : public call::RowListener {
 class ScriptedObserver : public platform::CallObserver {
  public:
   bool IsCancelled() override { return cancelled; }
-  void Notify(const platform::Notice&) override {}
+  void Notify(const platform::Notice& notice) override { details.emplace_back(notice.detail); }
 
   bool cancelled = false;
+  std::vector<std::u16string> details;  // of all notices
 };
 
 }  // namespace zorvan::support

@@ -26,10 +26,6 @@ struct ConnectionState {
   // Waits for the next message of a request as LdapConnection::AwaitMessage does: until openingEnds
   // while the connection is being opened, later within the idle limit.
   HResult Await(int messageId, int all, LDAPMessage*& message);
-  // The same; the limit is not regarded.
-  HResult Await(int messageId, int all, std::chrono::milliseconds, LDAPMessage*& message) {
-    return Await(messageId, all, message);
-  }
 
   // For every wait between looking up the server's name and the end of its log-on.
   Patience OpeningPatience() const { return {openingEnds, conditions.observer}; }

@@ -105,11 +105,10 @@ HResult Connect(const Endpoint& endpoint, const CallConditions& conditions,
 HResult OpenAs(ConnectionState& state, const Endpoint& endpoint, bool tls, bool secure,
                const Credentials& credentials, ExtendedError& error) {
   LogOn logOn(state, endpoint, tls, secure, error);
-  const std::chrono::milliseconds limit = state.conditions.terms.connect;
   HResult result = kOk;
-  if (logOn.NeedsServerNames()) result = ReadServerNames(state, limit, error);
+  if (logOn.NeedsServerNames()) result = ReadServerNames(state, error);
   if (Succeeded(result)) result = logOn.Bind(credentials);
-  if (Succeeded(result) && !tls) result = ReadServerNames(state, limit, error);
+  if (Succeeded(result) && !tls) result = ReadServerNames(state, error);
   return result;
 }
 

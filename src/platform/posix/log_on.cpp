@@ -60,6 +60,7 @@ LogonPlan LogOn::Plan(const LogonName& name) const {
   return PlanLogon({.host = endpoint_.host,
                     .domainName = ToUtf8(terms.domainName),
                     .user = name,
+                    .hostFromDns = terms.controllersFromDns,
                     .allowNtlm = terms.allowNtlm});
 }
 
@@ -226,8 +227,7 @@ HResult LogOn::BindSimply(const LogonName& name, const SecretText& password) {
                                   nullptr, &messageId);
   if (sent != LDAP_SUCCESS) return ServerDown("the connection was closed", error_);
   LdapMessage answer;
-  const HResult awaited =
-      connection_.Await(messageId, LDAP_MSG_ALL, connection_.conditions.terms.idle, *answer.Put());
+  const HResult awaited = connection_.Await(messageId, LDAP_MSG_ALL, *answer.Put());
   if (Failed(awaited)) return NoAnswer(awaited, error_);
   connection_.authentication = Authentication::kSimple;
   const HResult result = ResultOf(handle_, answer.get(), error_);
@@ -243,8 +243,7 @@ HResult LogOn::ExchangeToken(std::string_view token, BindAnswer& answer, Extende
   LdapMessage message;
   HResult awaited = kServerDown;
   if (result == LDAP_SUCCESS) {
-    awaited = connection_.Await(messageId, LDAP_MSG_ALL, connection_.conditions.terms.idle,
-                                *message.Put());
+    awaited = connection_.Await(messageId, LDAP_MSG_ALL, *message.Put());
   }
   if (Failed(awaited)) {
     connection_.broken = true;

@@ -64,7 +64,9 @@ LogonPlan PlanLogon(const LogonFacts& facts) {
                                          : u"no domain was given";
   }
   plan.takesToldName = !plan.realm.empty() && (plan.isAddress || SameName(host, domainName));
-  if (!plan.isAddress && !plan.takesToldName) {
+  if (facts.hostFromDns && !plan.isAddress && IsDnsName(domainName)) {
+    plan.services = {ServiceOfTold(host, domainName)};
+  } else if (!plan.isAddress && !plan.takesToldName) {
     plan.services.push_back("ldap/" + host);
     if (host.find('.') == std::string::npos && IsDnsName(domainName))
       plan.services.push_back("ldap/" + host + "." + domainName);

@@ -16,9 +16,10 @@ namespace zorvan::platform::posix {
 
 // Texts in UTF-8.
 struct LogonFacts {
-  std::string host;        // of the server, as the caller gave it: a name or an address
-  std::string domainName;  // of the domain, as the caller gave it; may be empty
-  LogonName user;          // nothing in it: the identity of the process
+  std::string host;          // of the server, as the caller gave it: a name or an address
+  std::string domainName;    // of the domain, as the caller gave it; may be empty
+  LogonName user;            // nothing in it: the identity of the process
+  bool hostFromDns = false;  // the host is what the DNS answered for the domain
   bool allowNtlm = false;
 };
 

@@ -33,8 +33,7 @@ HResult NoAnswer(HResult awaited, ExtendedError& error) {
 }
 
 // The first answer of the server; it belongs to reaching it, and is given no more time.
-HResult ReadServerNames(ConnectionState& connection, std::chrono::milliseconds limit,
-                        ExtendedError& error) {
+HResult ReadServerNames(ConnectionState& connection, ExtendedError& error) {
   LDAP* handle = connection.handle.get();
   constexpr std::array kAttributes{"dnsHostName",
                                    "ldapServiceName",
@@ -49,7 +48,7 @@ HResult ReadServerNames(ConnectionState& connection, std::chrono::milliseconds l
                                LDAP_NO_LIMIT, &messageId);
   if (result != LDAP_SUCCESS) return ServerDown("the connection was closed", error);
   LdapMessage answer;
-  const HResult awaited = connection.Await(messageId, LDAP_MSG_ALL, limit, *answer.Put());
+  const HResult awaited = connection.Await(messageId, LDAP_MSG_ALL, *answer.Put());
   if (Failed(awaited)) return NoAnswer(awaited, error);
   ServerNames& names = connection.names;
   names = {};

@@ -1,8 +1,6 @@
 // What the root of a server's directory says of the server.
 #pragma once
 
-#include <chrono>
-
 #include "platform/posix/connection_state.h"
 
 namespace zorvan::platform::posix {
@@ -12,8 +10,7 @@ HResult NoAnswer(HResult awaited, ExtendedError& error);
 
 // Reads the names into connection.names, in place of those that were there. Before the log-on, or
 // a verified certificate, anybody can have written the answer.
-HResult ReadServerNames(ConnectionState& connection, std::chrono::milliseconds limit,
-                        ExtendedError& error);
+HResult ReadServerNames(ConnectionState& connection, ExtendedError& error);
 
 // Sets connection.forestKey from the names and from who has proved to be the server.
 void NameForest(ConnectionState& connection);

@@ -199,6 +199,7 @@ TEST_F(HandlerInitializationTest, GivesThePlatformTheTermsOfTheCall) {
   support::ScriptedObserver observer;
   handler.emplace(platform, log);
   handler->observer = &observer;
+  properties.controllersFromDns = u"true";
   properties.allowNtlm = u"True";
   properties.allowRc4 = u"FALSE";
   properties.trustedAuthorities = u"/etc/authorities";
@@ -207,6 +208,7 @@ TEST_F(HandlerInitializationTest, GivesThePlatformTheTermsOfTheCall) {
   ASSERT_TRUE(InitializeHandler(*handler, properties, errors));
   const platform::CallTerms defaults;
   EXPECT_EQ(script.terms.domainName, u"example.com");
+  EXPECT_TRUE(script.terms.controllersFromDns);
   EXPECT_TRUE(script.terms.allowNtlm);
   EXPECT_FALSE(script.terms.allowRc4);
   EXPECT_EQ(script.terms.trustedAuthorities, u"/etc/authorities");
@@ -219,6 +221,7 @@ TEST_F(HandlerInitializationTest, GivesThePlatformTheTermsOfTheCall) {
 TEST_F(HandlerInitializationTest, RefusesTermsThatCannotBeUnderstood) {
   using Change = std::function<void(DomainProperties&)>;
   const std::pair<std::u16string, Change> cases[] = {
+      {u"CONTROLLERS_FROM_DNS is not true or false", [](auto& p) { p.controllersFromDns = u"1"; }},
       {u"ALLOW_NTLM is not true or false", [](auto& p) { p.allowNtlm = u"yes"; }},
       {u"ALLOW_RC4 is not true or false", [](auto& p) { p.allowRc4 = u""; }},
       {u"TRUSTED_AUTHORITIES is not a path", [](auto& p) { p.trustedAuthorities = u""; }},

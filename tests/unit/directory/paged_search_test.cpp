@@ -74,6 +74,8 @@ TEST_F(PagedSearchTest, ASearchThatDoesNotStartAsksTheListenerNothing) {
 TEST_F(PagedSearchTest, AFailureIsFollowedByWhatTheDirectorySaidOfIt) {
   AddUsers(3);
   script.extendedError = {8206, u"too busy"};
+  support::ScriptedObserver observer;
+  handler.observer = &observer;
   script.Fail(Call::kExecute, platform::kFailure, {}, 1);
   Stream();
   EXPECT_EQ(log.lines.back().text, u"The directory said: too busy (200e)");
@@ -81,6 +83,8 @@ TEST_F(PagedSearchTest, AFailureIsFollowedByWhatTheDirectorySaidOfIt) {
   EXPECT_EQ(Stream().rows, 1U);
   EXPECT_EQ(log.lines.at(log.lines.size() - 2).text, u"The directory said: too busy (200e)");
   EXPECT_EQ(log.lines.back().level, call::kMilestone);
+  EXPECT_EQ(observer.details, (std::vector<std::u16string>{u"too busy", u"too busy"}));
+  handler.observer = nullptr;
 }
 
 TEST_F(PagedSearchTest, AColumnThatCannotBeReadIsLeftOutOfItsRow) {

@@ -43,6 +43,18 @@ TEST(LogonPlan, TicketIsForTheNameThatWasGivenOrThatNameInTheGivenDomain) {
   EXPECT_EQ(PlanFor("dc1", "", "example.test\\reader").realm, "EXAMPLE.TEST");
 }
 
+// A member of the domain has a key for ldap/its name; only a controller has one for the domain too.
+TEST(LogonPlan, HostFoundInTheDnsMustBeAControllerOfTheDomain) {
+  const auto plan = [](const char* host, const char* domainName) {
+    return PlanLogon({.host = host, .domainName = domainName, .user = {}, .hostFromDns = true});
+  };
+  EXPECT_EQ(plan("member.example.test", "example.test").services,
+            Services({"ldap/member.example.test/example.test"}));
+  EXPECT_EQ(plan("dc1.example.test.", "example.test").services,
+            Services({"ldap/dc1.example.test/example.test"}));
+  EXPECT_TRUE(plan("192.0.2.7", "example.test").takesToldName);
+}
+
 TEST(LogonPlan, OnlyAnAddressMakesTheNameOfTheServerCount) {
   for (const char* address : {"192.0.2.7", "2001:db8::7", "fe80::7%eth0"}) {
     const LogonPlan plan = PlanFor(address, "example.test");

@@ -106,12 +106,17 @@ final class ConnectionOptions {
     Profile kept = Profile.read(surroundings.configuration(), Optional.ofNullable(profile));
     Optional<String> who = Optional.ofNullable(user).or(() -> kept.get("user"));
     String dnsDomain = dnsDomain(kept, who);
-    List<String> hosts = hosts(kept, dnsDomain);
+    List<String> given = hosts("server", servers, kept);
+    List<String> hosts = given.isEmpty() ? discovered(dnsDomain) : given;
 
     DomainSettings settings =
         DomainSettings.ofDomain(dnsDomain)
-            .controllers(hosts)
             .globalCatalogues(hosts("gc", globalCatalogues, kept));
+    if (given.isEmpty()) {
+      settings.controllersFromDns(hosts);
+    } else {
+      settings.controllers(hosts);
+    }
     terms.apply(settings, kept);
     Optional.ofNullable(forest).or(() -> kept.get("forest")).ifPresent(settings::forest);
     Optional<String> before = Optional.ofNullable(userDomain).or(() -> kept.get("user-domain"));
@@ -147,11 +152,8 @@ final class ConnectionOptions {
     return name;
   }
 
-  private List<String> hosts(Profile kept, String dnsDomain) {
-    List<String> hosts = hosts("server", servers, kept);
-    if (hosts.isEmpty()) {
-      hosts = discovered(dnsDomain);
-    }
+  private static List<String> discovered(String dnsDomain) {
+    List<String> hosts = askDns(dnsDomain);
     if (hosts.isEmpty()) {
       throw new UsageException(
           "The DNS names no domain controller within "
@@ -162,7 +164,7 @@ final class ConnectionOptions {
     return hosts;
   }
 
-  private static List<String> discovered(String dnsDomain) {
+  private static List<String> askDns(String dnsDomain) {
     try {
       return ControllerDiscovery.controllersOf(dnsDomain);
     } catch (ControllerDiscovery.NoAnswerException e) {

@@ -15,6 +15,7 @@ import java.util.stream.Collectors;
 final class NoticeTexts {
   private static final String LIST_CUT = "ListCut";
   private static final String TYPES_UNKNOWN = "TypesUnknown";
+  private static final String SEARCH_FAILED = "SearchFailed";
   private static final int MAX_LINES = 5;
 
   private final Map<String, List<Notice>> byKind;
@@ -58,6 +59,19 @@ final class NoticeTexts {
     return lines;
   }
 
+  /** Why searches failed, in the directory's own words. */
+  List<String> reasons() {
+    return byKind.getOrDefault(SEARCH_FAILED, List.of()).stream()
+        .limit(MAX_LINES)
+        .map(
+            notice ->
+                TerminalText.harmless(notice.detail())
+                    + " ("
+                    + Long.toHexString(notice.count())
+                    + ")")
+        .toList();
+  }
+
   /** What does not make the rows less than whole. */
   List<String> warnings() {
     List<String> lines = new ArrayList<>();
@@ -67,7 +81,7 @@ final class NoticeTexts {
           String subject = TerminalText.harmless(first.subject());
           String detail = TerminalText.harmless(first.detail());
           switch (kind) {
-            case LIST_CUT, TYPES_UNKNOWN -> {}
+            case LIST_CUT, TYPES_UNKNOWN, SEARCH_FAILED -> {}
             case "NtlmUsed" ->
                 lines.add(
                     "warning: NTLM was used with "

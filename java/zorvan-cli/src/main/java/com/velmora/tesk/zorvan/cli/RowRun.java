@@ -190,7 +190,13 @@ final class RowRun {
     List<NativeError.Entry> entries = entries();
     entries.forEach(entry -> messages.println(texts.describe(entry)));
     loggedFailures.forEach(failure -> messages.println(texts.describe(failure)));
-    if (stream.rows() == 0 && !(entries.isEmpty() && loggedFailures.isEmpty())) {
+    boolean failed = !(entries.isEmpty() && loggedFailures.isEmpty());
+    if (stream.rows() > 0 && failed) {
+      new NoticeTexts(errors.notices())
+          .reasons()
+          .forEach(reason -> messages.println("  reason " + reason));
+    }
+    if (stream.rows() == 0 && failed) {
       // Once there are rows, these tell of one object among many.
       log.details().forEach(detail -> messages.println("  " + detail));
       doubt.ifPresent(text -> messages.println("  " + text));

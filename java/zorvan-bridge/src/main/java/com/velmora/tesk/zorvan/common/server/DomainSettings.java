@@ -75,6 +75,12 @@ public final class DomainSettings {
   /** {@code Integer}: one of the constants of {@link DomainInfoCache}. */
   public static final String ACCOUNT_LOOKUP_STATUS = "ACCOUNT_LOOKUP_STATUS";
 
+  /**
+   * Optional, {@code "true"}: the controllers were found in the DNS, so each must prove that it is a
+   * controller of the domain, not just the host of its name.
+   */
+  public static final String CONTROLLERS_FROM_DNS = "CONTROLLERS_FROM_DNS";
+
   /** Optional, {@code "true"} or {@code "false"}: NTLM where Kerberos could be used but failed. */
   public static final String ALLOW_NTLM = "ALLOW_NTLM";
 
@@ -169,6 +175,12 @@ public final class DomainSettings {
     this.user = Objects.requireNonNull(name, "name");
     this.password = Objects.requireNonNull(password, "password");
     return this;
+  }
+
+  /** The controllers to try, in this order, as the DNS named them: answers that can be forged. */
+  public DomainSettings controllersFromDns(List<String> hostNames) {
+    terms.put(CONTROLLERS_FROM_DNS, "true");
+    return controllers(hostNames);
   }
 
   /** Lets a log-on fall back to NTLM where Kerberos could be used but failed. */

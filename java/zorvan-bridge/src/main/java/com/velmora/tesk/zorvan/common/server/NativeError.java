@@ -31,13 +31,16 @@ public class NativeError {
   }
 
   /**
-   * Something that the user must learn although nothing failed.
+   * Something that the user must learn beyond rows and errors.
    *
    * @param kind {@code NtlmUsed}, {@code ServiceNameFromServer}, {@code ListCut}, {@code
-   *     TypesUnknown} or {@code ReferralFollowed}
-   * @param subject what it concerns: a server or a distinguished name
-   * @param detail the reason, service, attribute or host that the kind speaks of
-   * @param count of {@code ListCut}: how many values the row has; otherwise 0
+   *     TypesUnknown}, {@code ReferralFollowed} or {@code SearchFailed}
+   * @param subject what it concerns: a server, a distinguished name or, of a failed search, its
+   *     filter
+   * @param detail the reason, service, attribute or host that the kind speaks of; of a failed
+   *     search, what the directory said
+   * @param count of {@code ListCut}: how many values the row has; of {@code SearchFailed}: the code
+   *     of the reason; otherwise 0
    */
   public record Notice(String kind, String subject, String detail, long count) {}
 
