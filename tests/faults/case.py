@@ -13,12 +13,12 @@ from collections.abc import Callable
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 ZORVAN = os.environ.get("ZORVAN_COMMAND", ROOT / "java/zorvan-cli/bin/zorvan")
-LIMITS = ["--connect-timeout", "4s", "--idle-timeout", "3s"]
+LIMITS = ["--connect-timeout", "4s", "--idle-timeout", "2s"]
 NTLM = b"NTLMSSP\0"
 MEMORY = 400 << 10  # kB, the virtual machine's own included
 PATIENCE = 20  # seconds beyond `within`, after which the command is ended from outside
 ONE_ROW = "(sAMAccountName=n.values)"
-MANY_ROWS = "(|(sAMAccountName=user0*)(sAMAccountName=n.values))"
+MANY_ROWS = "(|(sAMAccountName=user00*)(sAMAccountName=user010*)(sAMAccountName=n.values))"  # two pages
 PLANTED_ROWS = [f"row{number:02d}," for number in range(15)]
 
 

@@ -51,6 +51,11 @@ def demanding(*arguments):
     return Kdc(lambda request: preauthentication(*arguments) if request[0] == AS_REQUEST else None)
 
 
+def sent_timestamp(centre):
+    """What was encrypted under a key of one round can be guessed four thousand times as fast."""
+    return "a timestamp under a weak key was sent" if b"\xa1\x03\x02\x01\x02\xa2" in centre.received else None
+
+
 def claims_success(connection, request):
     connection.sendall(message(request.number, bound(0, b"\xa1\x07\x30\x05\xa0\x03\x0a\x01\x00")))
 
@@ -113,6 +118,8 @@ def kdc():
     yield Case("KDC, forged: 2^24-1 rounds", [Relay(389), demanding(AES256, most)])
     yield Case("KDC, forged: 2^24-1 rounds, as typed data", [Relay(389), demanding(AES256, most, 0)])
     yield Case("KDC, forged: 2^32-1 rounds", [Relay(389), demanding(AES256, 0xFFFFFFFF)])
+    weak = demanding(AES256, 1)
+    yield Case("KDC, forged: 1 round", [Relay(389), weak], check=lambda _: sent_timestamp(weak))
     yield Case("KDC: port closed, --allow-ntlm", [Relay(389)], (0,), "NTLM", ["--allow-ntlm"], ntlm=True)
     yield Case("KDC: port closed, server given as an address", [Relay(389)], server="{at}")
 
