@@ -11,6 +11,8 @@ import threading
 import time
 from collections.abc import Callable
 
+from planted import Relay
+
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 ZORVAN = os.environ.get("ZORVAN_COMMAND", ROOT / "java/zorvan-cli/bin/zorvan")
 LIMITS = ["--connect-timeout", "4s", "--idle-timeout", "2s"]
@@ -153,6 +155,9 @@ class Run:
             yield f"it took {self.memory >> 10} MB"
         if not re.search(case.says, self.said, re.IGNORECASE):
             yield f'it does not say "{case.says}"'
+        # A refusal for this reason would prove nothing.
+        if "no answer within the time limit" in self.said and any(isinstance(s, Relay) and s.port == 88 for s in case.servers):
+            yield "it does not come to the fault: the genuine KDC was late"
         if self.code == 0 and sorted(self.rows) != sorted(truth):
             yield f"{len(self.rows)} of {len(truth)} rows and exit code 0"
         # A value whose type could not be learnt is missing; the exit code must tell.
