@@ -219,6 +219,12 @@ HResult LogOn::BindSimply(const LogonName& name, const SecretText& password) {
     error_ = {8232, u"A password is not sent over a connection without TLS."};
     return kStrongerAuthenticationRequired;
   }
+  if (connection_.conditions.terms.controllersFromDns) {
+    error_ = {8232,
+              u"The server was found in the DNS, and a certificate does not prove that it is a "
+              u"controller of the domain, so it gets no password. Name the server."};
+    return kStrongerAuthenticationRequired;
+  }
   std::string bindName = name.domain.empty() ? name.user : name.domain + "\\" + name.user;
   const bool bare = name.domain.empty() && name.user.find_first_of("@=") == std::string::npos;
   if (bare && !connection_.names.realm.empty()) bindName += "@" + connection_.names.realm;

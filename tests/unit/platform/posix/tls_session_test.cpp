@@ -52,8 +52,7 @@ struct Attempt {
 };
 
 Attempt Open(const Endpoint& endpoint, const std::string& trust,
-             std::chrono::milliseconds limit = 5s) {
-  CallConditions conditions;
+             std::chrono::milliseconds limit = 5s, CallConditions conditions = {}) {
   conditions.terms.connect = limit;
   conditions.terms.idle = limit;
   conditions.terms.trustedAuthorities = ToUtf16(trust);
@@ -328,6 +327,17 @@ TEST_F(TlsSession, ClientShowsACertificateOnlyWhereItIsConfigured) {
 }
 
 // The server speaks, but does not come to an end.
+TEST_F(TlsSession, PasswordIsNotSentToAHostThatOnlyTheDnsNamed) {
+  const Identity good(ForLoopback(), &The().root);
+  PlantedTlsServer server(good);
+  CallConditions conditions;
+  conditions.terms.controllersFromDns = true;
+  const Attempt attempt = Open(server.endpoint(), trusted_, 5s, conditions);
+  EXPECT_TRUE(Failed(attempt.result));
+  EXPECT_NE(attempt.words().find("DNS"), std::string::npos) << attempt.words();
+  EXPECT_EQ(server.AfterClients(1).plain.find(kPasswordBytes), std::string::npos);
+}
+
 TEST_F(TlsSession, HandshakeKeepsToItsLimit) {
   const std::string begun("\x16\x03\x03\x40\x00", 5);  // of 16,384 bytes
   const std::function<void(int)> servers[] = {
