@@ -234,12 +234,13 @@ krb5_error_code KerberosCredentials::Session::Ask(const KerberosLogon& logon,
     reason_ = "the caller gave up";
     return KRB5_KDC_UNREACH;
   }
-  if (logon.hasAlternative && WasSilent(logon.kdc, Clock::now())) {
+  if (WasSilent(logon.kdc, Clock::now())) {
     reason_ = "it did not answer a short while ago";
     return KRB5_KDC_UNREACH;
   }
   const Deadline silent = Clock::now() + kKdcPatience;
-  const Patience patience = logon.hasAlternative ? logon.patience.Until(silent) : logon.patience;
+  const bool brief = logon.hasAlternative || !HasAnswered(logon.kdc, Clock::now());
+  const Patience patience = brief ? logon.patience.Until(silent) : logon.patience;
   reason_.clear();
   const FileDescriptor connection = ConnectTcp(logon.kdc, patience, reason_);
   const bool answered = connection && ExchangeFramed(connection.get(), request.data, request.length,
@@ -248,6 +249,7 @@ krb5_error_code KerberosCredentials::Session::Ask(const KerberosLogon& logon,
     if (Clock::now() >= silent) RememberSilence(logon.kdc, Clock::now());
     return KRB5_KDC_UNREACH;
   }
+  RememberAnswer(logon.kdc, Clock::now());
   return JudgeReply(logon, reply);
 }
 

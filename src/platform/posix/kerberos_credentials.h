@@ -37,8 +37,8 @@ struct KerberosLogon {
                                       // "ldap/dc1.example.test"
   SocketAddress kdc;
   Patience patience;  // for all questions together
-  // Each question has kKdcPatience at most, and a KDC that was silent a short while ago is not
-  // asked again: there is another one.
+  // There is something else to go on with, so a question to the KDC has kKdcPatience at most;
+  // without it a KDC that answered lately has as long as there is.
   bool hasAlternative = false;
   bool allowRc4 = false;
 };

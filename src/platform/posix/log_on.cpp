@@ -116,7 +116,7 @@ KerberosLogon LogOn::Questions(const LogonName& name, const SecretText& password
           .services = plan.services,
           .kdc = PeerAddress(connection_.socket.descriptor(), kKerberosPort),
           .patience = connection_.OpeningPatience(),
-          .hasAlternative = connection_.conditions.hasAlternative,
+          .hasAlternative = connection_.conditions.hasAlternative || plan.ntlmAllowed,
           .allowRc4 = connection_.conditions.terms.allowRc4};
 }
 

@@ -28,9 +28,9 @@ bool IsSame(const std::optional<SecretText>& kept,
   return kept->size() == text.size() && std::memcmp(kept->c_str(), text.c_str(), text.size()) == 0;
 }
 
+// Whatever a server was found to be like, it is for the whole call.
 bool IsAnswerForTheCall(HResult failure) {
-  return failure == kServerDown || failure == kLogonFailure || failure == kNoLogonSession ||
-         failure == kTimedOut;
+  return failure != kOutOfMemory && failure != kCancelled;
 }
 
 }  // namespace
@@ -201,14 +201,33 @@ HResult PosixDirectory::Locate(std::u16string_view path, const Credentials& cred
 
 HResult PosixDirectory::Open(std::u16string_view path, const Credentials& credentials,
                              std::uint32_t flags, LdapTarget& target) {
+  const std::size_t servers = slots_.size();
   const HResult located = Locate(path, credentials, flags, target);
   if (Failed(located) || target.dn.empty() || (flags & kFastBind) != 0) return located;
+  if (slots_.size() > servers) return ProbeTarget(target);
   SearchRequest request;
   request.base = target.dn;
   request.attributes = {"objectClass"};
   Message chain;
   LDAPMessage* entry = nullptr;
   return ReadTarget(target, std::move(request), chain, entry, context_->openError);
+}
+
+// The first question behind a log-on shows whether the server works at all, and belongs to reaching
+// it: one that takes log-ons and answers nothing is down.
+HResult PosixDirectory::ProbeTarget(LdapTarget& target) {
+  SearchRequest request;
+  request.base = target.dn;
+  request.attributes = {"objectClass"};
+  Message chain;
+  LDAPMessage* entry = nullptr;
+  const std::shared_ptr<LdapConnection> connection = target.connection;
+  const RequestLimit limit(*connection, context_->conditions.OpeningEnd());
+  const HResult result = ReadTarget(target, std::move(request), chain, entry, context_->openError);
+  ExtendedError ended;
+  if (result != kTimedOut || Failed(connection->CheckCall(ended))) return result;
+  context_->openError.code = Bits(kServerDown) & 0xFFFFU;
+  return kServerDown;
 }
 
 HResult PosixDirectory::OpenSearch(std::u16string_view path, const Credentials& credentials,

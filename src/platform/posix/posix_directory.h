@@ -46,6 +46,7 @@ class PosixDirectory final : public Directory {
   // Fills target: connection, name and path prefix. Without fast bind the object must exist.
   HResult Open(std::u16string_view path, const Credentials& credentials, std::uint32_t flags,
                LdapTarget& target);
+  HResult ProbeTarget(LdapTarget& target);
   HResult Locate(std::u16string_view path, const Credentials& credentials, std::uint32_t flags,
                  LdapTarget& target);
   HResult Connect(const Endpoint& endpoint, const Credentials& credentials, std::uint32_t flags,
