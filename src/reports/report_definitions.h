@@ -139,7 +139,6 @@ constexpr ReportDefinition Named(std::string_view method, ReportDefinition repor
 consteval bool IsWhole(const ReportDefinition& report) {
   const bool searches = report.run == RunSearch;
   return !report.method.empty() && !report.title.empty() && !report.columns.empty() &&
-         report.run != nullptr && report.makeFilter != nullptr &&
          (!searches || !report.filter.empty());
 }
 

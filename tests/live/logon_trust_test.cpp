@@ -173,13 +173,15 @@ TEST(LogonTrust, NtlmTakesThePlaceOfKerberosByChoiceOnly) {
 }
 
 TEST(LogonTrust, SilentKeyDistributionCentreCostsTwoSecondsOnce) {
-  const Relay ldap(kRelayAddress, kLdap);
-  const Relay kdc(kRelayAddress, kKerberos, {.silent = true});
-  const auto first = OpenAs(RelayHost());
+  // Not where other tests had a KDC that answered, which is remembered too.
+  const std::string host = "down2." + TestDomain::Get()["dnsDomain"];
+  const Relay ldap("127.0.0.22", kLdap);
+  const Relay kdc("127.0.0.22", kKerberos, {.silent = true});
+  const auto first = OpenAs(host);
   EXPECT_EQ(first->result, kServerDown);
   EXPECT_GE(first->time, std::chrono::milliseconds(1900));
   EXPECT_LT(first->time, std::chrono::milliseconds(4000));
-  const auto second = OpenAs(RelayHost());
+  const auto second = OpenAs(host);
   EXPECT_EQ(second->result, kServerDown);
   EXPECT_LT(second->time, std::chrono::milliseconds(1000));
   EXPECT_EQ(kdc.connections(), 1);

@@ -42,6 +42,21 @@ struct ConnectionState;
 
 class LdapConnection {
  public:
+  // While one lives, a search of the connection is between its pages.
+  class PagedSearchMark {
+   public:
+    explicit PagedSearchMark(LdapConnection& connection) : connection_(connection) {
+      ++connection_.pagedSearches_;
+    }
+    ~PagedSearchMark() { --connection_.pagedSearches_; }
+    PagedSearchMark(const PagedSearchMark&) = delete;
+    PagedSearchMark& operator=(const PagedSearchMark&) = delete;
+
+   private:
+    LdapConnection& connection_;
+  };
+  bool hasPagedSearch() const { return pagedSearches_ != 0; }
+
   // Connects and authenticates.
   //
   // With kSecureAuthentication the bind is GSS-SPNEGO and everything after it is signed and sealed
@@ -110,6 +125,7 @@ class LdapConnection {
 
  private:
   std::unique_ptr<ConnectionState> state_;
+  std::size_t pagedSearches_ = 0;
 };
 
 // A limit for the requests that are made while this lives.

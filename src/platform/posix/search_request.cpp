@@ -22,9 +22,10 @@ constexpr std::size_t kMaxHeldBytes = std::size_t{64} << 20U;
 // A server may find nothing for a page and yet go on; for ever it may not.
 constexpr int kMaxPagesWithoutEntries = 100;
 
-constexpr HResult kDecodingError = HResultFromWin32(8253);    // ERROR_DS_DECODING_ERROR
-constexpr HResult kControlNotFound = HResultFromWin32(8258);  // ERROR_DS_CONTROL_NOT_FOUND
-constexpr HResult kClientLoop = HResultFromWin32(8259);       // ERROR_DS_CLIENT_LOOP
+constexpr HResult kSizeLimitExceeded = HResultFromWin32(8227);  // ERROR_DS_SIZELIMIT_EXCEEDED
+constexpr HResult kDecodingError = HResultFromWin32(8253);      // ERROR_DS_DECODING_ERROR
+constexpr HResult kControlNotFound = HResultFromWin32(8258);    // ERROR_DS_CONTROL_NOT_FOUND
+constexpr HResult kClientLoop = HResultFromWin32(8259);         // ERROR_DS_CLIENT_LOOP
 
 struct FreeControl {
   void operator()(LDAPControl* control) const { ldap_control_free(control); }
@@ -106,10 +107,10 @@ HResult SendPage(LdapConnection& connection, const SearchRequest& request,
     attributes.push_back(const_cast<char*>(attribute.c_str()));
   }
   if (!attributes.empty()) attributes.push_back(nullptr);
-  const int result =
-      ldap_search_ext(connection.handle(), request.base.c_str(), LdapScope(request.scope),
-                      request.filter.c_str(), attributes.empty() ? nullptr : attributes.data(), 0,
-                      controls.list(), nullptr, nullptr, LDAP_NO_LIMIT, &messageId);
+  const int result = ldap_search_ext(
+      connection.handle(), request.base.c_str(), LdapScope(request.scope), request.filter.c_str(),
+      attributes.empty() ? nullptr : attributes.data(), 0, controls.list(), nullptr, nullptr,
+      static_cast<int>(request.sizeLimit), &messageId);
   return result == LDAP_SUCCESS ? kOk : ResultOf(connection.handle(), nullptr, error);
 }
 
@@ -168,12 +169,25 @@ PagedSearch::~PagedSearch() {
 }
 
 HResult PagedSearch::Start(ExtendedError& error) {
-  const HResult sent = Send({}, error);
+  inOnePiece_ = request_.pageSize != 0 && connection_.hasPagedSearch();
+  const HResult sent = inOnePiece_ ? SendInOnePiece(error) : SendFirstPage(error);
   if (Failed(sent)) {
     outcome_ = sent;
     error_ = error;
   }
   return sent;
+}
+
+HResult PagedSearch::SendInOnePiece(ExtendedError& error) {
+  SearchRequest request = request_;
+  request.sizeLimit = std::exchange(request.pageSize, 0);
+  return SendSearch(connection_, request, messageId_, error);
+}
+
+HResult PagedSearch::SendFirstPage(ExtendedError& error) {
+  inOnePiece_ = false;
+  if (request_.pageSize != 0) mark_.emplace(connection_);
+  return Send({}, error);
 }
 
 HResult PagedSearch::Send(const std::string& cookie, ExtendedError& error) {
@@ -249,10 +263,15 @@ void PagedSearch::StartPageWith(LDAPMessage* entry) {
 void PagedSearch::FinishPage(LDAPMessage* result) {
   messageId_ = kNothingUnderWay;
   outcome_ = ResultOf(connection_.handle(), result, error_);
+  if (inOnePiece_ && outcome_ == kSizeLimitExceeded) {
+    held_.clear();
+    outcome_ = SendFirstPage(error_);
+    return;
+  }
   if (Failed(outcome_)) return;
   outcome_ = kNoMoreRows;
   std::string cookie;
-  if (!ReadCookie(result, cookie) || cookie.empty()) return;
+  if (!ReadCookie(result, cookie) || cookie.empty()) return mark_.reset();
   // Some servers give one cookie for all pages of a search; then the entries tell whether it gets
   // on.
   if (cookie == cookie_ && (!pageHasEntries_ || firstName_ == firstNameBefore_)) {

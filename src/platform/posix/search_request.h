@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -32,6 +33,7 @@ struct SearchRequest {
   std::string filter = kEveryObject;
   std::vector<std::string> attributes;  // empty: all of them
   std::uint32_t pageSize = 0;           // 0: in one piece
+  std::uint32_t sizeLimit = 0;          // entries the server shall send at most; 0: all of them
   bool deletedObjects = false;
 };
 
@@ -52,6 +54,10 @@ HResult ReadEntry(LdapConnection& connection, const SearchRequest& request, Mess
 // page is complete the next one is requested before the first entry of this one is handed over, so
 // that the server works while the caller does. A server that does not know pages is read in
 // portions of the same size.
+//
+// Servers keep only a few results of paged searches for a connection, and drop the oldest for a new
+// one. So a search that is begun while another is between its pages is asked for in one piece, and
+// in pages only when it turns out to have more than one.
 //
 // A search ends with kNoMoreRows only when the server has said that it is the end. One that does
 // not get on (pages without entries, or the same again) fails, as does one whose server does not
@@ -77,6 +83,8 @@ class PagedSearch {
   static constexpr int kNothingUnderWay = -1;
 
   HResult Send(const std::string& cookie, ExtendedError& error);
+  HResult SendInOnePiece(ExtendedError& error);
+  HResult SendFirstPage(ExtendedError& error);
   void FillPage();
   void ReceivePortion();
   void StartPageWith(LDAPMessage* entry);
@@ -91,6 +99,8 @@ class PagedSearch {
   std::vector<Message> held_;
   std::size_t next_ = 0;
   Message current_;
+  bool inOnePiece_ = false;  // because of another search
+  std::optional<LdapConnection::PagedSearchMark> mark_;
   // How the search gets on: the cookie sent last, and the names that its pages begin with.
   std::string cookie_;
   bool pageHasEntries_ = false;

@@ -206,5 +206,45 @@ TEST_F(SearchLimits, ConnectionThatCannotBeSentOnIsNotOfferedAgain) {
   EXPECT_TRUE(server.AwaitConnections(2));
 }
 
+// Servers drop the result of one paged search for another.
+TEST_F(SearchLimits, SearchBetweenThePagesOfAnotherIsAskedForInOnePieceIfItIsOne) {
+  constexpr char kPages[] = "1.2.840.113556.1.4.319";
+  CannedServer server([](int id, std::size_t number) {
+    switch (number) {
+      case 1:  // the outer search, of two pages
+        return Person(id, "outer1") + Person(id, "outer2") + CannedServer::DonePage(id, "more");
+      case 2:
+        return Person(id, "outer3") + CannedServer::DonePage(id, "");
+      case 3:  // an inner one that is small
+        return Person(id, "inner") + CannedServer::Done(id);
+      case 4:  // and one that is not
+        return Person(id, "a") + Person(id, "b") + CannedServer::Done(id, LDAP_SIZELIMIT_EXCEEDED);
+      case 5:
+        return Person(id, "a") + Person(id, "b") + CannedServer::DonePage(id, "more");
+      default:
+        return Person(id, "c") + CannedServer::DonePage(id, "");
+    }
+  });
+  directory_.SetConditions(conditions_);
+  std::unique_ptr<DirectorySearch> outer;
+  ASSERT_EQ(directory_.OpenSearch(server.path() + u"DC=x", {}, kFastBind, outer), kOk);
+  const SearchPreference preferences[] = {{SearchPreferenceId::kPageSize, 2}};
+  const std::u16string_view attributes[] = {u"cn"};
+  ASSERT_EQ(outer->SetSearchPreference(preferences), kOk);
+  ASSERT_EQ(outer->ExecuteSearch(u"(cn=*)", attributes), kOk);
+  ASSERT_EQ(outer->GetNextRow(), kOk);
+  ASSERT_TRUE(server.AwaitSearches(2));
+
+  EXPECT_EQ(SearchAt(server).rows, 1U);
+  const End large = SearchAt(server);
+  EXPECT_EQ(large.result, kNoMoreRows);
+  EXPECT_EQ(large.rows, 3U);
+  std::vector<bool> paged;
+  for (const ReceivedSearch& search : server.received()) {
+    paged.push_back(search.bytes.find(kPages) != std::string::npos);
+  }
+  EXPECT_EQ(paged, (std::vector<bool>{true, true, false, false, true, true}));
+}
+
 }  // namespace
 }  // namespace zorvan::platform::posix

@@ -110,8 +110,7 @@ final class ConnectionOptions {
     List<String> hosts = given.isEmpty() ? discovered(dnsDomain) : given;
 
     DomainSettings settings =
-        DomainSettings.ofDomain(dnsDomain)
-            .globalCatalogues(hosts("gc", globalCatalogues, kept));
+        DomainSettings.ofDomain(dnsDomain).globalCatalogues(hosts("gc", globalCatalogues, kept));
     if (given.isEmpty()) {
       settings.controllersFromDns(hosts);
     } else {

@@ -76,8 +76,8 @@ public final class DomainSettings {
   public static final String ACCOUNT_LOOKUP_STATUS = "ACCOUNT_LOOKUP_STATUS";
 
   /**
-   * Optional, {@code "true"}: the controllers were found in the DNS, so each must prove that it is a
-   * controller of the domain, not just the host of its name.
+   * Optional, {@code "true"}: the controllers were found in the DNS, so each must prove that it is
+   * a controller of the domain, not just the host of its name.
    */
   public static final String CONTROLLERS_FROM_DNS = "CONTROLLERS_FROM_DNS";
 

@@ -6,6 +6,7 @@ import java.io.Reader;
 import java.io.UncheckedIOException;
 import java.nio.file.Files;
 import java.nio.file.Path;
+import java.time.Duration;
 import java.util.List;
 import java.util.Properties;
 
@@ -45,6 +46,8 @@ final class TestDomain {
         .controllers(controllers.length == 0 ? List.of(HOST) : List.of(controllers))
         .globalCatalogues(List.of(HOST))
         .user(FLAT_NAME + "\\" + user, password.toCharArray())
+        // These tests judge rows, on machines that may be busy; limits have tests of their own.
+        .connectTimeLimit(Duration.ofSeconds(60))
         .toProperties();
   }
 
