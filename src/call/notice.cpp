@@ -22,7 +22,9 @@ constexpr std::array kWords{
     Words{NoticeKind::kTypesUnknown, "TypesUnknown",
           "The schema of %ws could not be read, so values of %ws are missing"},
     Words{NoticeKind::kSchemaNotRead, {}, "The schema of %ws could not be read: %ws"},
-    // Its line is written where the search failed.
+    // The lines of failures are written where they happen.
+    Words{NoticeKind::kControllerFailed, "ControllerFailed", {}},
+    Words{NoticeKind::kOpenFailed, "OpenFailed", {}},
     Words{NoticeKind::kSearchFailed, "SearchFailed", {}},
     Words{NoticeKind::kReferralFollowed, "ReferralFollowed", "%ws was asked for at %ws"},
     Words{NoticeKind::kLoggedOn, {}, "Logged on to %ws by %ws"},

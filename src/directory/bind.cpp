@@ -1,5 +1,7 @@
 #include "directory/bind.h"
 
+#include "call/notice.h"
+
 namespace zorvan::directory {
 namespace {
 
@@ -19,6 +21,8 @@ void AppendToPath(std::u16string& path, std::u16string_view distinguishedName) {
   }
 }
 
+bool IsTooLong(std::u16string_view path) { return path.size() >= call::kPathCapacity; }
+
 // Opens through whichever of the directory's open operations fits the interface.
 template <typename Interface>
 HResult Bind(NativeHandler& handler, std::u16string_view path, std::uint32_t flags,
@@ -27,7 +31,7 @@ HResult Bind(NativeHandler& handler, std::u16string_view path, std::uint32_t fla
                                                   std::uint32_t, std::unique_ptr<Interface>&)) {
   LogMessageW(handler, call::kDetail, "[ldapDCPath %ws\t networkUserName %ws\t]", path,
               NetworkUserName(handler.settings));
-  if (path.size() >= call::kPathCapacity) {
+  if (IsTooLong(path)) {
     LogMessageW(handler, call::kMilestone, "The path has %u characters, more than the %u allowed",
                 path.size(), call::kPathCapacity - 1);
     return platform::kBadPathname;
@@ -84,6 +88,19 @@ HResult BindObject(NativeHandler& handler, std::u16string_view path,
 void LogWhatWasSaid(NativeHandler& handler, const platform::ExtendedError& error) {
   if (error.text.empty()) return;
   LogMessageW(handler, call::kMilestone, "The directory said: %ws (%x)", error.text, error.code);
+}
+
+platform::ExtendedError OpenError(NativeHandler& handler, std::u16string_view path) {
+  return IsTooLong(path) ? platform::ExtendedError{} : handler.platform.directory().LastError();
+}
+
+void NotifyFailure(NativeHandler& handler, platform::NoticeKind kind, std::u16string_view subject,
+                   HResult result, const platform::ExtendedError& error) {
+  std::u16string detail;
+  if (!error.text.empty()) call::FormatLogText(detail, "%ws (%x)", {{error.text, error.code}});
+  call::Notify(
+      handler,
+      {.kind = kind, .subject = subject, .detail = detail, .count = platform::Bits(result)});
 }
 
 std::string_view ReportBindFailureKey(HResult result) {

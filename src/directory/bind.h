@@ -7,6 +7,7 @@
 
 #include "call/error_list.h"
 #include "call/native_handler.h"
+#include "platform/call_terms.h"
 #include "platform/directory.h"
 
 namespace zorvan::directory {
@@ -41,6 +42,13 @@ platform::HResult BindObject(call::NativeHandler& handler, std::u16string_view p
 
 // The line for what was said of a failure; none when nothing was.
 void LogWhatWasSaid(call::NativeHandler& handler, const platform::ExtendedError& error);
+
+// What was said of the open of this path that failed just now; empty when it was never sent.
+platform::ExtendedError OpenError(call::NativeHandler& handler, std::u16string_view path);
+// The notice of the failure that ends the call; its kind says what the subject is.
+void NotifyFailure(call::NativeHandler& handler, platform::NoticeKind kind,
+                   std::u16string_view subject, platform::HResult result,
+                   const platform::ExtendedError& error);
 
 // The error key of a report whose bind failed: missing read permission, or everything else.
 std::string_view ReportBindFailureKey(platform::HResult result);

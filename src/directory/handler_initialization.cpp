@@ -143,8 +143,10 @@ Verdict JudgeProbe(NativeHandler& handler, HResult result, call::ErrorList& erro
 }
 
 // Binds to the domain on one controller. A name that no field can hold is no server, so it counts
-// as one that does not answer.
-HResult Probe(NativeHandler& handler, const std::u16string& controller) {
+// as one that does not answer. error is what was said of a failure.
+HResult Probe(NativeHandler& handler, const std::u16string& controller,
+              platform::ExtendedError& error) {
+  error = {};
   if (controller.size() >= call::kControllerCapacity) {
     LogMessage(handler, call::kMilestone,
                "A name in DOMAIN_CONTROLLER_LIST has %u characters, more than the %u allowed",
@@ -156,7 +158,9 @@ HResult Probe(NativeHandler& handler, const std::u16string& controller) {
   LogMessageW(handler, call::kDetail, "ldapDCPath for Checking valid DC %ws\t", path);
   LogMessageW(handler, call::kDetail, "networkUserName %ws\t", NetworkUserName(settings));
   std::unique_ptr<platform::DirectorySearch> search;
-  return BindObject(handler, path, search);
+  const HResult result = BindObject(handler, path, search);
+  if (platform::Failed(result)) error = OpenError(handler, path);
+  return result;
 }
 
 // Reads the optional keys into the terms of the call. Read returns false, after a log line, for a
@@ -239,8 +243,13 @@ bool FindValidDc(NativeHandler& handler, const std::vector<std::u16string>& cont
              controllers.size());
   handler.validDcCount = 0;
   Verdict verdict = Verdict::kTryNext;  // an empty list is a list of which none answers
+  std::u16string_view asked;
+  HResult result = platform::kServerDown;
+  platform::ExtendedError error;
   for (const std::u16string& controller : controllers) {
-    verdict = JudgeProbe(handler, Probe(handler, controller), errors);
+    asked = controller;
+    result = Probe(handler, controller, error);
+    verdict = JudgeProbe(handler, result, errors);
     if (verdict == Verdict::kTryNext) continue;
     if (verdict == Verdict::kAnswered) {
       handler.validDcCount = 1;
@@ -253,6 +262,10 @@ bool FindValidDc(NativeHandler& handler, const std::vector<std::u16string>& cont
     LogMessage(handler, call::kMilestone, "The Given Servers are Not operational");
     call::AddNativeError(errors, handler.settings.domainName, call::kSevere,
                          Bits(platform::kServerDown), kServersNotOperational);
+  }
+  // Controllers that were passed over before one answered explain nothing that comes.
+  if (verdict != Verdict::kAnswered && !call::IsCancelled(handler)) {
+    NotifyFailure(handler, platform::NoticeKind::kControllerFailed, asked, result, error);
   }
   LogMessage(handler, call::kDetail, "Checking for a ValidDC finished");
   return verdict == Verdict::kAnswered;

@@ -2,7 +2,6 @@
 
 #include <array>
 
-#include "call/notice.h"
 #include "call/row.h"
 #include "directory/bind.h"
 #include "directory/row_builder.h"
@@ -54,15 +53,10 @@ void LogProgress(NativeHandler& handler, std::uint32_t rows) {
   }
 }
 
-// The reason of the one failure that the caller must learn, as data too.
-void TellWhatWasSaid(NativeHandler& handler, std::u16string_view filter,
-                     const platform::ExtendedError& error) {
+void TellFailure(NativeHandler& handler, std::u16string_view filter, HResult result,
+                 const platform::ExtendedError& error) {
   LogWhatWasSaid(handler, error);
-  if (error.text.empty()) return;
-  call::Notify(handler, {.kind = call::NoticeKind::kSearchFailed,
-                         .subject = filter,
-                         .detail = error.text,
-                         .count = error.code});
+  NotifyFailure(handler, platform::NoticeKind::kSearchFailed, filter, result, error);
 }
 
 }  // namespace
@@ -95,7 +89,7 @@ SearchOutcome StreamRows(NativeHandler& handler, DirectorySearch& search,
   if (Failed(outcome.result)) {
     LogMessageW(handler, call::kMilestone, "The search failed, filter: %ws, error code: %x",
                 request.filter, Bits(outcome.result));
-    TellWhatWasSaid(handler, request.filter, search.LastError());
+    TellFailure(handler, request.filter, outcome.result, search.LastError());
     return outcome;
   }
 
@@ -121,7 +115,7 @@ SearchOutcome StreamRows(NativeHandler& handler, DirectorySearch& search,
   if (Failed(outcome.result)) {
     LogMessage(handler, call::kMilestone, "The search broke off after %u rows, error code: %x",
                outcome.rows, Bits(outcome.result));
-    TellWhatWasSaid(handler, request.filter, search.LastError());
+    TellFailure(handler, request.filter, outcome.result, search.LastError());
   }
   LogMessage(handler, call::kMilestone, "Total ObjectCount:%d\t", outcome.rows);
   return outcome;

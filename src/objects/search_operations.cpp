@@ -36,6 +36,8 @@ void GetObjects(call::NativeHandler& handler, const std::optional<std::u16string
         handler, call::kMilestone,
         "Error Occured while Binding to the LDAP Object %ws and the error code is : %x", path,
         Bits(result));
+    directory::NotifyFailure(handler, platform::NoticeKind::kOpenFailed, path, result,
+                             directory::OpenError(handler, path));
     return;
   }
   const std::u16string text = filter.value_or(std::u16string());

@@ -42,10 +42,14 @@ enum class NoticeKind : std::uint8_t {
   kServiceNameFromServer,  // subject: server; detail: service name that the ticket was asked for
   kListCut,                // subject: object; detail: attribute; count: values delivered
   kTypesUnknown,           // subject: server; detail: attribute left empty, its type being unknown
-  kSearchFailed,           // subject: filter; detail: what the directory said; count: its code
-  kReferralFollowed,       // subject: object; detail: host that was asked instead
-  kSchemaNotRead,          // for the log only; subject: server; detail: why
-  kLoggedOn,               // for the log only; subject: server; detail: mechanism and service
+  // The failure that ended the call, told once. detail: what the directory said, with the code of
+  // that in parentheses; empty when it said nothing. count: the result, as 32 bits.
+  kControllerFailed,  // no controller could be used; subject: the one that was asked last
+  kOpenFailed,        // subject: path of the container that the call begins at
+  kSearchFailed,      // subject: filter
+  kReferralFollowed,  // subject: object; detail: host that was asked instead
+  kSchemaNotRead,     // for the log only; subject: server; detail: why
+  kLoggedOn,          // for the log only; subject: server; detail: mechanism and service
 };
 
 struct Notice {

@@ -93,6 +93,8 @@ void RunSearch(NativeHandler& handler, const ReportDefinition& report, const Rep
                          directory::ReportBindFailureKey(result));
     LogMessageW(handler, call::kMilestone, "Object Bind Failed,bind str: %ws,error code: %x", path,
                 Bits(result));
+    directory::NotifyFailure(handler, platform::NoticeKind::kOpenFailed, path, result,
+                             directory::OpenError(handler, path));
     return;
   }
   StreamReport(handler, report, request, *search, *filter, listener, errors);

@@ -31,6 +31,8 @@ class HandlerInitializationTest : public testing::Test {
   // As a call of its own does: nothing is left of the one before but the settings.
   bool Initialize() {
     handler.emplace(platform, log);
+    handler->observer = &told;
+    told.notices.clear();
     script.binds.clear();
     log.lines.clear();
     errors.entries.clear();
@@ -40,6 +42,7 @@ class HandlerInitializationTest : public testing::Test {
   support::Script script;
   support::ScriptedPlatform platform{script};
   support::RecordingLog log;
+  support::RecordingObserver told;
   std::optional<call::NativeHandler> handler;
   support::RecordingErrors errors;
   DomainProperties properties;
@@ -121,6 +124,7 @@ TEST_F(HandlerInitializationTest, PassesOverAControllerThatIsDownAndStopsAtOneTh
   };
   properties.domainControllers = {u"dc1", u"dc2", u"dc3"};
   script.servers[u"dc1"] = platform::kServerDown;
+  script.extendedError = {0x533, u"disabled"};
   for (const Case& each : cases) {
     script.servers[u"dc2"] = each.result;
     EXPECT_FALSE(Initialize());
@@ -131,7 +135,14 @@ TEST_F(HandlerInitializationTest, PassesOverAControllerThatIsDownAndStopsAtOneTh
     EXPECT_EQ(errors.entries, Entries{u"SEVERE " + each.error + u" on example.com"});
     EXPECT_EQ(handler->validDcCount, 0);
     EXPECT_EQ(handler->settings.ldapRootPath, u"");
+    const std::vector<support::RecordedNotice> notices = {{platform::NoticeKind::kControllerFailed,
+                                                           u"dc2", u"disabled (533)",
+                                                           platform::Bits(each.result)}};
+    EXPECT_EQ(told.notices, notices);
   }
+  script.servers.erase(u"dc2");
+  ASSERT_TRUE(Initialize());
+  EXPECT_TRUE(told.notices.empty()) << "dc1 was passed over";
 }
 
 TEST_F(HandlerInitializationTest, RefusesAControllerWhoseNameItsFieldDoesNotHold) {
@@ -191,6 +202,8 @@ TEST_F(HandlerInitializationTest, StopsWithoutAnErrorWhenTheCallerWantsNoMore) {
       const bool walksOn = !cancelled && result == platform::kServerDown;
       EXPECT_EQ(script.binds.size(), walksOn ? 2U : 1U);
       EXPECT_EQ(errors.entries.size(), cancelled ? 0U : 1U);
+      EXPECT_EQ(observer.details.size(), errors.entries.size());
+      observer.details.clear();
     }
   }
 }

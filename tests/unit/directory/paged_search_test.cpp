@@ -74,7 +74,7 @@ TEST_F(PagedSearchTest, ASearchThatDoesNotStartAsksTheListenerNothing) {
 TEST_F(PagedSearchTest, AFailureIsFollowedByWhatTheDirectorySaidOfIt) {
   AddUsers(3);
   script.extendedError = {8206, u"too busy"};
-  support::ScriptedObserver observer;
+  support::RecordingObserver observer;
   handler.observer = &observer;
   script.Fail(Call::kExecute, platform::kFailure, {}, 1);
   Stream();
@@ -83,7 +83,15 @@ TEST_F(PagedSearchTest, AFailureIsFollowedByWhatTheDirectorySaidOfIt) {
   EXPECT_EQ(Stream().rows, 1U);
   EXPECT_EQ(log.lines.at(log.lines.size() - 2).text, u"The directory said: too busy (200e)");
   EXPECT_EQ(log.lines.back().level, call::kMilestone);
-  EXPECT_EQ(observer.details, (std::vector<std::u16string>{u"too busy", u"too busy"}));
+  script.extendedError = {};
+  script.Fail(Call::kNextRow, platform::kTimedOut, {}, 1);
+  Stream();
+  const auto kind = platform::NoticeKind::kSearchFailed;
+  const std::vector<support::RecordedNotice> notices = {
+      {kind, u"(cn=*)", u"too busy (200e)", 0x80004005},
+      {kind, u"(cn=*)", u"too busy (200e)", 0x8007203A},
+      {kind, u"(cn=*)", u"", 0x800705B4}};
+  EXPECT_EQ(observer.notices, notices);
   handler.observer = nullptr;
 }
 

@@ -9,7 +9,10 @@ using support::Call;
 
 class SearchOperationsTest : public support::CallFixture {};
 
-TEST_F(SearchOperationsTest, FailuresAreToldToTheLogAlone) {
+TEST_F(SearchOperationsTest, FailuresAreNoticesAndLinesOfTheLog) {
+  support::RecordingObserver observer;
+  handler.observer = &observer;
+  script.extendedError = {0x208D, u"not here"};
   const std::vector<std::u16string> attributes = {u"cn"};
   const auto search = [&](const char16_t* container) {
     GetObjects(handler, container, u"(cn=*)", attributes, listener);
@@ -26,7 +29,17 @@ TEST_F(SearchOperationsTest, FailuresAreToldToTheLogAlone) {
   script.Fail(Call::kExecute, platform::kInvalidFilter, {}, 1);
   search(u"");
   EXPECT_EQ(log.Count(u"80005014"), 1U);
+  search(std::u16string(300, u'a').c_str());
   EXPECT_TRUE(listener.rows.empty());
+  using platform::NoticeKind;
+  const std::u16string root = u"LDAP://dc1.example.com/";
+  const std::vector<support::RecordedNotice> notices = {
+      {NoticeKind::kOpenFailed, root + u"OU=gone,DC=example,DC=com", u"not here (208d)",
+       0x80072030},
+      {NoticeKind::kOpenFailed, root, u"not here (208d)", 0x80004002},
+      {NoticeKind::kSearchFailed, u"(cn=*)", u"not here (208d)", 0x80005014},
+      {NoticeKind::kOpenFailed, root + std::u16string(300, u'a'), u"", 0x80005000}};
+  EXPECT_EQ(observer.notices, notices);
 }
 
 }  // namespace

@@ -66,6 +66,9 @@ TEST_F(ReportEngineTest, AFailedBindIsOneErrorAndNoRow) {
   const std::tuple<platform::HResult, std::u16string, std::u16string> cases[] = {
       {platform::kNoReadPermission, u"8007200a", u"no_view_permission"},
       {platform::kLogonFailure, u"8007052e", u"authentication"}};
+  support::RecordingObserver observer;
+  handler.observer = &observer;
+  script.extendedError = {0x533, u"disabled"};
   for (const auto& [result, code, key] : cases) {
     script.servers[u"dc1.example.com"] = result;
     Run("GetUsers");
@@ -74,7 +77,12 @@ TEST_F(ReportEngineTest, AFailedBindIsOneErrorAndNoRow) {
                         u",error code: " + code),
               1U);
     EXPECT_EQ(log.lines.back().text, u"Getting Users Finished");
+    const support::RecordedNotice notice = {platform::NoticeKind::kOpenFailed,
+                                            std::u16string(kPath), u"disabled (533)",
+                                            platform::Bits(result)};
+    EXPECT_EQ(observer.notices.back(), notice);
   }
+  EXPECT_EQ(observer.notices.size(), std::size(cases));
   EXPECT_EQ(listener.asked, 0U);
   EXPECT_TRUE(script.searches.empty());
 }

@@ -24,7 +24,7 @@ import java.time.Clock;
  * @param configuration the folder of the profile files
  * @param clock the time
  */
-record Surroundings(
+public record Surroundings(
     InputStream input,
     OutputStream output,
     Charset outputCharset,
@@ -41,7 +41,7 @@ record Surroundings(
   private static final String MESSAGES_TERMINAL = "zorvan.terminal.messages";
   private static final String COLUMNS = "zorvan.terminal.columns";
 
-  static Surroundings ofProcess() {
+  public static Surroundings ofProcess() {
     Console console = System.console();
     boolean outputIsTerminal = flag(OUTPUT_TERMINAL, console != null);
     boolean messagesAreTerminal = flag(MESSAGES_TERMINAL, console != null);

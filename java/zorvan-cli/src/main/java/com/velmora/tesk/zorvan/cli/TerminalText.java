@@ -5,7 +5,7 @@ package com.velmora.tesk.zorvan.cli;
  * characters never reach the terminal, where they could move the cursor, hide rows or answer for
  * the user. Widths are counted in columns, not characters.
  */
-final class TerminalText {
+public final class TerminalText {
   private static final char ELLIPSIS = '…';
   private static final int FIRST_CONTROL_PICTURE = 0x2400;
   private static final int REPLACEMENT = 0xFFFD;
@@ -13,7 +13,7 @@ final class TerminalText {
   private TerminalText() {}
 
   /** The text on one line, with a visible sign for each character that would do something. */
-  static String harmless(String text) {
+  public static String harmless(String text) {
     if (isHarmless(text)) {
       return text;
     }
@@ -23,7 +23,7 @@ final class TerminalText {
   }
 
   /** Whether the text has none of the characters that {@link #acts} tells. */
-  static boolean isHarmless(String text) {
+  public static boolean isHarmless(String text) {
     for (int i = 0; i < text.length(); ) {
       int character = text.codePointAt(i);
       if (acts(character)) {
@@ -35,7 +35,7 @@ final class TerminalText {
   }
 
   /** How many columns the text takes. */
-  static int width(String text) {
+  public static int width(String text) {
     int width = 0;
     for (int i = 0; i < text.length(); ) {
       int character = text.codePointAt(i);
@@ -46,7 +46,7 @@ final class TerminalText {
   }
 
   /** The beginning of the text that fits, with an ellipsis when something was cut off. */
-  static String fit(String text, int columns) {
+  public static String fit(String text, int columns) {
     if (width(text) <= columns) {
       return text;
     }
@@ -68,7 +68,7 @@ final class TerminalText {
    * control characters, breaks of lines, marks that reorder what follows or hide in it, halves of
    * characters. Joiners, of which emoji and some scripts are made, do not count.
    */
-  static boolean acts(int character) {
+  public static boolean acts(int character) {
     if (character >= ' ' && character < 0x7F) {
       return false;
     }

@@ -19,9 +19,9 @@ import java.util.regex.Pattern;
 import java.util.stream.Stream;
 
 /** Reads the times that people write on the command line. */
-final class TimeValue {
+public final class TimeValue {
   /** What can be written, for messages and help texts. */
-  static final String FORMS =
+  public static final String FORMS =
       "a date (2024-05-31), a time (2024-05-31T14:30, 2024-05-31T12:30:00Z), so long ago (30d, 12h, 45m,"
           + " 2w, 6mo, 1y), so far ahead (+14d), \"now\", or milliseconds since 1970";
 
@@ -38,13 +38,13 @@ final class TimeValue {
   private final ZoneId zone;
 
   /** Times without a zone of their own are meant in this one. */
-  TimeValue(Clock clock, ZoneId zone) {
+  public TimeValue(Clock clock, ZoneId zone) {
     this.clock = clock;
     this.zone = zone;
   }
 
   /** The moment that a text means, or nothing when it is none. */
-  Optional<Instant> parse(String text) {
+  public Optional<Instant> parse(String text) {
     String trimmed = text.trim();
     if (trimmed.equalsIgnoreCase("now")) {
       return Optional.of(clock.instant());
@@ -78,7 +78,7 @@ final class TimeValue {
   }
 
   /** The length of time that a text such as 30s or 5m means, or nothing when it is none. */
-  static Optional<Duration> duration(String text) {
+  public static Optional<Duration> duration(String text) {
     Matcher parts = DURATION.matcher(text.trim());
     if (!parts.matches()) {
       return Optional.empty();
@@ -95,7 +95,7 @@ final class TimeValue {
   }
 
   /** A moment in the generalized-time form of the directory, to the second. */
-  static String generalizedTime(Instant moment) {
+  public static String generalizedTime(Instant moment) {
     return FOURTEEN_DIGITS.format(moment.atOffset(ZoneOffset.UTC)) + ".0Z";
   }
 

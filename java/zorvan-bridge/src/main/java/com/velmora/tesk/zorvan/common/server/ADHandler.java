@@ -174,7 +174,8 @@ public class ADHandler {
    * @param listener takes the rows; asked after each row whether the search shall end, so that at
    *     least one row is delivered
    * @param errors takes one {@code SEVERE} entry when no controller answers or the credentials are
-   *     refused; a container that cannot be opened and a malformed filter are only logged
+   *     refused; a container that cannot be opened and a search that fails are notices, {@code
+   *     OpenFailed} and {@code SearchFailed}
    */
   public native Object GetObjects(
       Properties settings,

@@ -34,13 +34,15 @@ public class NativeError {
    * Something that the user must learn beyond rows and errors.
    *
    * @param kind {@code NtlmUsed}, {@code ServiceNameFromServer}, {@code ListCut}, {@code
-   *     TypesUnknown}, {@code ReferralFollowed} or {@code SearchFailed}
-   * @param subject what it concerns: a server, a distinguished name or, of a failed search, its
-   *     filter
-   * @param detail the reason, service, attribute or host that the kind speaks of; of a failed
-   *     search, what the directory said
-   * @param count of {@code ListCut}: how many values the row has; of {@code SearchFailed}: the code
-   *     of the reason; otherwise 0
+   *     TypesUnknown}, {@code ReferralFollowed}; or the failure that ended the call: {@code
+   *     ControllerFailed} (no controller could be used), {@code OpenFailed} (the container that the
+   *     call begins at) or {@code SearchFailed}
+   * @param subject what it concerns: a server, a distinguished name, the path that could not be
+   *     opened, the filter of the failed search
+   * @param detail the reason, service, attribute or host that the kind speaks of; of a failure,
+   *     what the directory said, with its code for that in parentheses, or nothing
+   * @param count of {@code ListCut}: how many values the row has; of a failure: its result code, as
+   *     32 bits without a sign; otherwise 0
    */
   public record Notice(String kind, String subject, String detail, long count) {}
 

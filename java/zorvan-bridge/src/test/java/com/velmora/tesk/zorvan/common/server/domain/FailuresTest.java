@@ -7,6 +7,7 @@ import static com.velmora.tesk.zorvan.common.server.domain.TestDomain.DOWN_HOSTS
 import static com.velmora.tesk.zorvan.common.server.domain.TestDomain.HOST;
 import static com.velmora.tesk.zorvan.common.server.domain.TestDomain.NOTABLE;
 import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertFalse;
 import static org.junit.jupiter.api.Assertions.assertTimeout;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
@@ -55,6 +56,13 @@ class FailuresTest {
         List.of(entry.objectName(), entry.severity(), entry.code(), entry.key()));
   }
 
+  private static List<String> failures(Call call) {
+    return call.errors.notices().stream()
+        .filter(notice -> notice.kind().endsWith("Failed"))
+        .map(notice -> notice.kind() + " " + Long.toHexString(notice.count()))
+        .toList();
+  }
+
   private static void assertRefused(Call call, String code, String key) {
     assertOneError(call, "SEVERE", code, key);
     assertEquals(List.of(), call.rows);
@@ -95,6 +103,13 @@ class FailuresTest {
         TestDomain.property("disabledUserName"), TestDomain.password("disabledPasswordFile"));
     assertLogonRefused(Expected.REFUSED + "locked", TestDomain.password("readerPasswordFile"));
     assertLogonRefused("nobody.of.that.name", "secret");
+    Call disabled =
+        chief(
+            TestDomain.settingsOf(
+                TestDomain.property("disabledUserName"),
+                TestDomain.password("disabledPasswordFile")));
+    assertEquals(List.of("ControllerFailed " + LOGON_FAILURE), failures(disabled));
+    assertFalse(disabled.errors.notices().get(0).detail().isEmpty());
   }
 
   // ---- Controllers ----
@@ -209,6 +224,9 @@ class FailuresTest {
     Call search = new Call().search(base, "(objectClass=*)", "cn");
     assertEquals(List.of(), search.rows);
     assertTrue(search.errors.isEmpty(), search.errors::toString);
+    for (Call call : List.of(report, search)) {
+      assertEquals(List.of("OpenFailed " + code), failures(call));
+    }
   }
 
   @Test
@@ -222,6 +240,9 @@ class FailuresTest {
     Call call = new Call().search(NOTABLE, filter, "cn");
     assertEquals(List.of(), call.rows);
     assertTrue(call.errors.isEmpty(), call.errors::toString);
+    // A backslash that begins no escape is text, so that filter is sent.
+    boolean sent = filter.contains("\\");
+    assertEquals(sent ? List.of() : List.of("SearchFailed 80005014"), failures(call));
   }
 
   @ParameterizedTest
