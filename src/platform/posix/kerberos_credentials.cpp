@@ -256,17 +256,21 @@ krb5_error_code KerberosCredentials::Session::Ask(const KerberosLogon& logon,
 // The library cannot be interrupted, so it gets only what it can work on in no time.
 krb5_error_code KerberosCredentials::Session::JudgeReply(const KerberosLogon& logon,
                                                          const std::string& reply) {
-  const std::optional<std::uint32_t> iterations = KeyIterationsIn(reply);
-  if (iterations && *iterations <= kMaxKeyIterations && Succeeded(logon.patience.Verdict()))
-    return 0;
+  const std::optional<KeyIterations> iterations = KeyIterationsIn(reply);
   if (!iterations) {
     reason_ = "its answer is of another protocol";
-  } else if (*iterations > kMaxKeyIterations) {
-    reason_ = "it asks for " + std::to_string(*iterations) +
+  } else if (iterations->most > kMaxKeyIterations) {
+    reason_ = "it asks for " + std::to_string(iterations->most) +
               " iterations to make the password's key, more than the " +
               std::to_string(kMaxKeyIterations) + " allowed";
-  } else {
+  } else if (iterations->most != 0 && iterations->least < kMinKeyIterations) {
+    reason_ = "it asks for " + std::to_string(iterations->least) +
+              " iterations to make the password's key, fewer than the " +
+              std::to_string(kMinKeyIterations) + " needed";
+  } else if (Failed(logon.patience.Verdict())) {
     reason_ = "no ticket within the time limit";
+  } else {
+    return 0;
   }
   return KRB5_KDC_UNREACH;
 }

@@ -26,7 +26,7 @@ constexpr std::uint64_t kPaEtypeInfo2 = 19;
 // better to find too much than less than libkrb5 does.
 class IterationSearch {
  public:
-  std::optional<std::uint32_t> In(std::string_view reply) {
+  std::optional<KeyIterations> In(std::string_view reply) {
     ForEach(reply, [&](unsigned char tag, std::string_view message) {
       if (tag == kTicketReply) return;
       if (tag != kAsReply && tag != kErrorReply) sound_ = false;
@@ -40,7 +40,7 @@ class IterationSearch {
       });
     });
     if (!sound_ || reply.empty()) return std::nullopt;
-    return most_;
+    return found_;
   }
 
  private:
@@ -75,7 +75,9 @@ class IterationSearch {
             if (count.size() != 4) return;  // libkrb5 does not take it either
             constexpr std::uint32_t kNoLimit = std::numeric_limits<std::uint32_t>::max();
             const auto asked = static_cast<std::uint32_t>(Number(count));
-            most_ = std::max(most_, asked == 0 ? kNoLimit : asked);
+            const std::uint32_t wanted = asked == 0 ? kNoLimit : asked;
+            found_.least = found_.most == 0 ? wanted : std::min(found_.least, wanted);
+            found_.most = std::max(found_.most, wanted);
           });
         });
       });
@@ -122,12 +124,12 @@ class IterationSearch {
   }
 
   bool sound_ = true;
-  std::uint32_t most_ = 0;
+  KeyIterations found_;
 };
 
 }  // namespace
 
-std::optional<std::uint32_t> KeyIterationsIn(std::string_view reply) {
+std::optional<KeyIterations> KeyIterationsIn(std::string_view reply) {
   return IterationSearch().In(reply);
 }
 

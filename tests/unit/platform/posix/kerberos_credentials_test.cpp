@@ -58,6 +58,8 @@ TEST(KerberosCredentials, FailuresHaveACodeAndWordsOfTheirOwn) {
       {"an error without a meaning here", KdcError(60), KerberosOutcome::kFailed, kServerDown,
        "no ticket"},
       {"the password", KdcError(24), KerberosOutcome::kRefused, kLogonFailure, "password"},
+      {"a key that is cheap to guess", KdcError(kPreauthRequired, KeyInfo(1) + TimestampWanted()),
+       KerberosOutcome::kFailed, kServerDown, "fewer"},
       {"endless questions", KdcError(kPreauthRequired, KeyInfo(4096) + TimestampWanted()),
        KerberosOutcome::kFailed, kServerDown, "no ticket"},
   };
@@ -131,14 +133,16 @@ TEST(KerberosCredentials, SilenceIsRememberedForAMinutePerAddress) {
 
 TEST(KerberosReply, IterationsAreFoundOrTheReplyIsRefused) {
   const std::string plain = KdcError(kPreauthRequired, KeyInfo(32768) + TimestampWanted());
-  EXPECT_EQ(KeyIterationsIn(plain), 32768U);
+  EXPECT_EQ(KeyIterationsIn(plain), (KeyIterations{32768, 32768}));
   EXPECT_EQ(
-      KeyIterationsIn(KdcError(kPreauthRequired, TimestampWanted() + KeyInfo(1) + KeyInfo(9))), 9U);
-  EXPECT_EQ(KeyIterationsIn(KdcError(37)), 0U);
+      KeyIterationsIn(KdcError(kPreauthRequired, TimestampWanted() + KeyInfo(9) + KeyInfo(1))),
+      (KeyIterations{1, 9}));
+  EXPECT_EQ(KeyIterationsIn(KdcError(37)), KeyIterations());
   const std::string asReply = ber::Element(
       '\x6b', ber::Element('\x30', ber::Element('\xa2', ber::Element('\x30', KeyInfo(7)))));
-  EXPECT_EQ(KeyIterationsIn(asReply), 7U);
-  EXPECT_EQ(KeyIterationsIn(ber::Element('\x6d', "whatever")), 0U) << "made without a password";
+  EXPECT_EQ(KeyIterationsIn(asReply), (KeyIterations{7, 7}));
+  EXPECT_EQ(KeyIterationsIn(ber::Element('\x6d', "whatever")), KeyIterations())
+      << "made without a password";
   // What libkrb5 reads too: an open length, and a tag in its long form.
   const std::string inside = plain.substr(4);
   EXPECT_EQ(KeyIterationsIn("\x7e\x80" + inside + std::string(2, '\0')), std::nullopt);
