@@ -90,7 +90,7 @@ public final class OutputTarget {
             .isOther()) {
       return Optional.empty();
     }
-    if (UnfinishedFile.isOpenToAll(file.getParent()) && !belongsToUserOrSystem(file)) {
+    if (UnfinishedFile.isOpenToOthers(file.getParent()) && !belongsToUserOrSystem(file)) {
       throw new IOException("it is another user's, in a folder that everybody can write to");
     }
     return Optional.of(

@@ -26,6 +26,8 @@ import java.util.Set;
  * another file.
  */
 final class UnfinishedFile {
+  private static final Set<PosixFilePermission> WRITE_BY_OTHERS =
+      EnumSet.of(PosixFilePermission.GROUP_WRITE, PosixFilePermission.OTHERS_WRITE);
   private static final int RANDOM_BYTES = 12;
   private static final Set<OpenOption> NEW =
       Set.of(StandardOpenOption.CREATE_NEW, StandardOpenOption.WRITE, LinkOption.NOFOLLOW_LINKS);
@@ -85,8 +87,8 @@ final class UnfinishedFile {
     PosixFileAttributeView mine = view(path);
     PosixFileAttributes fresh = mine.readAttributes();
     boolean othersFile = !replaced.owner().equals(fresh.owner());
-    if (!replaced.isRegularFile() || othersFile && isOpenToAll(path.getParent())) {
-      // Where anybody can put a file, its owner could have put it there to be given the rows.
+    if (!replaced.isRegularFile() || othersFile && isOpenToOthers(path.getParent())) {
+      // Where others can put a file, its owner could have put it there to be given the rows.
       return;
     }
     Set<PosixFilePermission> permissions = EnumSet.noneOf(PosixFilePermission.class);
@@ -109,11 +111,11 @@ final class UnfinishedFile {
     }
   }
 
-  /** Whether everybody may put files into the folder. */
-  static boolean isOpenToAll(Path folder) throws IOException {
+  /** Whether others than the folder's owner may put files into it. */
+  static boolean isOpenToOthers(Path folder) throws IOException {
     PosixFileAttributeView view = view(folder);
     return view != null
-        && view.readAttributes().permissions().contains(PosixFilePermission.OTHERS_WRITE);
+        && view.readAttributes().permissions().stream().anyMatch(WRITE_BY_OTHERS::contains);
   }
 
   // Null where files have no mode.

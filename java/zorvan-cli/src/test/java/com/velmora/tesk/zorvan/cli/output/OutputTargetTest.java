@@ -115,6 +115,14 @@ class OutputTargetTest {
   }
 
   @Test
+  void aFolderThatOthersCanWriteToVouchesForNoFileInIt() throws IOException {
+    for (String mode : List.of("rwx------", "rwxr-xr-x", "rwxrwxr-x", "rwxr-xrwx")) {
+      Files.setPosixFilePermissions(folder, PosixFilePermissions.fromString(mode));
+      assertEquals(mode.lastIndexOf('w') > 1, UnfinishedFile.isOpenToOthers(folder), mode);
+    }
+  }
+
+  @Test
   void thisUsersPipeIsWrittenToAsItIs() throws Exception {
     Files.setPosixFilePermissions(folder, PosixFilePermissions.fromString("rwxrwxrwx"));
     Path pipe = folder.resolve("pipe");
