@@ -32,8 +32,8 @@ struct Way {
 std::array<Way, 4> Ways() {
   const std::u16string reader = live::Reader().user;
   const std::u16string domain = live::TestDomain::Get().Wide("netbiosDomain") + u"\\";
-  return {Way{domain + reader, u""}, Way{u".\\" + reader, u""},
-          Way{domain + reader, u":636"}, Way{domain + u"no.such.user", u""}};
+  return {Way{domain + reader, u""}, Way{u".\\" + reader, u""}, Way{domain + reader, u":636"},
+          Way{domain + u"no.such.user", u""}};
 }
 
 // A caller that waits for all of it.
