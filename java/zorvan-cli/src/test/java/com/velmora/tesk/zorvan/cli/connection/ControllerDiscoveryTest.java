@@ -15,8 +15,12 @@ import java.util.List;
 import org.junit.jupiter.api.AfterEach;
 import org.junit.jupiter.api.BeforeEach;
 import org.junit.jupiter.api.Test;
+import org.junit.jupiter.api.condition.DisabledOnOs;
+import org.junit.jupiter.api.condition.OS;
 
 class ControllerDiscoveryTest {
+  private static final String NO_DNS = "the runtime of these tests there has no module for DNS";
+
   private static final int SERVER_FAILURE = 2;
   private static final int NO_SUCH_NAME = 3;
 
@@ -60,6 +64,7 @@ class ControllerDiscoveryTest {
   }
 
   @Test
+  @DisabledOnOs(value = OS.WINDOWS, disabledReason = NO_DNS)
   void aSilentNameServerIsCalledSilentWithinTheLimit() {
     NoAnswerException failure =
         assertTimeoutPreemptively(
@@ -69,6 +74,7 @@ class ControllerDiscoveryTest {
   }
 
   @Test
+  @DisabledOnOs(value = OS.WINDOWS, disabledReason = NO_DNS)
   void aNameServerThatFailsDoesNotMeanThatThereIsNoController() {
     answerAlwaysWith(SERVER_FAILURE);
     NoAnswerException failure =
@@ -78,6 +84,7 @@ class ControllerDiscoveryTest {
   }
 
   @Test
+  @DisabledOnOs(value = OS.WINDOWS, disabledReason = NO_DNS)
   void aDomainThatTheNameServerDoesNotKnowHasNoControllers() throws NoAnswerException {
     answerAlwaysWith(NO_SUCH_NAME);
     assertEquals(List.of(), controllers(Duration.ofSeconds(10)));

@@ -7,7 +7,6 @@ import static com.velmora.tesk.zorvan.common.server.domain.TestDomain.DOWN_HOSTS
 import static com.velmora.tesk.zorvan.common.server.domain.TestDomain.HOST;
 import static com.velmora.tesk.zorvan.common.server.domain.TestDomain.NOTABLE;
 import static org.junit.jupiter.api.Assertions.assertEquals;
-import static org.junit.jupiter.api.Assertions.assertFalse;
 import static org.junit.jupiter.api.Assertions.assertTimeout;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
@@ -109,7 +108,8 @@ class FailuresTest {
                 TestDomain.property("disabledUserName"),
                 TestDomain.password("disabledPasswordFile")));
     assertEquals(List.of("ControllerFailed " + LOGON_FAILURE), failures(disabled));
-    assertFalse(disabled.errors.notices().get(0).detail().isEmpty());
+    // Wine's directory interface gives no reasons.
+    assertEquals(OS.WINDOWS.isCurrentOs(), disabled.errors.notices().get(0).detail().isEmpty());
   }
 
   // ---- Controllers ----
@@ -153,6 +153,7 @@ class FailuresTest {
   void controllerThatNeverAnswersIsGivenUp() throws IOException {
     try (ServerSocket silent = new ServerSocket(0, 5, InetAddress.getByName("127.0.0.30"))) {
       Properties settings = TestDomain.settings("127.0.0.30:" + silent.getLocalPort(), HOST);
+      settings.remove(DomainSettings.CONNECT_TIME_LIMIT);
       Call call = new Call();
       assertTimeout(
           Duration.ofSeconds(20), () -> call.users(settings, "CN=Chief," + NOTABLE, "cn"));
