@@ -37,7 +37,7 @@ bool LinkedLookup::Wants(std::u16string_view distinguishedName) const {
 }
 
 void LinkedLookup::MakeRoomFor(std::size_t count) {
-  if (known_.size() + count > kMostRemembered) known_.clear();
+  if (known_.size() + count > kMaxRemembered) known_.clear();
 }
 
 void LinkedLookup::Read(const std::vector<std::u16string>& keys) {

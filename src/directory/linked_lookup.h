@@ -34,9 +34,9 @@ class LinkedLookup {
  public:
   // Objects remembered at most; when more come, all are forgotten, so that memory stays flat over
   // any number of rows.
-  static constexpr std::size_t kMostRemembered = 10'000;
+  static constexpr std::size_t kMaxRemembered = 10'000;
   // How many names are asked for with one batch besides those that a row needs at once.
-  static constexpr std::size_t kMostInBatch = 1'000;
+  static constexpr std::size_t kMaxInBatch = 1'000;
 
   explicit LinkedLookup(call::NativeHandler& handler) : handler_(handler) {}
 

@@ -207,7 +207,7 @@ void RowBuilder::AddLinks(DirectorySearch& search, const Attribute& attribute, c
   LogMessage(handler_, call::kDetail, "Getting Common Name.");
   std::span<const platform::Value> values = column.values;
   while (!values.empty()) {
-    const auto batch = values.first(std::min(values.size(), LinkedLookup::kMostInBatch));
+    const auto batch = values.first(std::min(values.size(), LinkedLookup::kMaxInBatch));
     FetchLinks(search, attribute, batch);
     for (const platform::Value& value : batch) AddLink(attribute, value.text, row);
     values = values.subspan(batch.size());
@@ -221,12 +221,12 @@ void RowBuilder::FetchLinks(DirectorySearch& search, const Attribute& attribute,
                             std::span<const platform::Value> values) {
   const auto isWanted = [&](const platform::Value& value) { return links_.Wants(value.text); };
   if (std::none_of(values.begin(), values.end(), isWanted)) return;
-  links_.MakeRoomFor(values.size() + LinkedLookup::kMostInBatch);
+  links_.MakeRoomFor(values.size() + LinkedLookup::kMaxInBatch);
   std::vector<std::u16string> names;
   for (const platform::Value& value : values) {
     if (isWanted(value)) names.emplace_back(value.text);
   }
-  const std::size_t most = names.size() + LinkedLookup::kMostInBatch;
+  const std::size_t most = names.size() + LinkedLookup::kMaxInBatch;
   for (const Attribute& linked : attributes_) {
     // Members are not shared between groups the way groups and managers are between users.
     if (linked.link == LinkForm::kNone || (linked.isMember && &linked != &attribute)) continue;

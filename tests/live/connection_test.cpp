@@ -7,26 +7,22 @@
 #include <string>
 #include <thread>
 
+#include "attempt.h"
 #include "platform/posix/kerberos_credentials.h"
 #include "platform/posix/kerberos_failure.h"
 #include "platform/posix/ldap_connection.h"
 #include "platform/posix/tcp_connector.h"
 #include "platform/posix/unicode.h"
 #include "support/loopback.h"
-#include "test_domain.h"
 
 namespace zorvan::platform::posix {
 namespace {
 
+using live::Attempt;
 using live::Identity;
 using live::Reader;
 using live::TestDomain;
-
-struct Attempt {
-  HResult result = kUnexpected;
-  ExtendedError error;
-  std::unique_ptr<LdapConnection> connection;
-};
+using live::WrongPasswords;
 
 Attempt TryOpen(const Endpoint& endpoint, const Credentials& credentials,
                 std::uint32_t flags = kSecureAuthentication, CallConditions conditions = {}) {
@@ -39,10 +35,6 @@ Attempt TryOpen(const Endpoint& endpoint, const Credentials& credentials,
 
 Endpoint Controller(std::uint16_t port = 389) { return {TestDomain::Get()["host"], port}; }
 
-// What the server's own database says of the wrong passwords that the reader gave.
-std::vector<std::string> WrongPasswords() {
-  return TestDomain::Get().Stored("(sAMAccountName=reader)", "badPwdCount");
-}
 const std::vector<std::string> kNone = {"0"};
 const std::vector<std::string> kOne = {"1"};
 

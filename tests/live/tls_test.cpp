@@ -8,25 +8,20 @@
 #include <memory>
 #include <string>
 
+#include "attempt.h"
 #include "platform/posix/channel_binding.h"
 #include "platform/posix/ldap_connection.h"
 #include "platform/posix/spnego_bind.h"
 #include "platform/posix/unicode.h"
-#include "test_domain.h"
 
 namespace zorvan::platform::posix {
 namespace {
 
+using live::Attempt;
 using live::Identity;
 using live::Reader;
 using live::TestDomain;
-
-struct Attempt {
-  HResult result = kUnexpected;
-  ExtendedError error;
-  std::unique_ptr<LdapConnection> connection;
-  std::string words() const { return ToUtf8(error.text); }
-};
+using live::WrongPasswords;
 
 // trust: empty for the system's authorities.
 Attempt TryOpen(const std::string& host, const Credentials& credentials, const std::string& trust,
@@ -37,10 +32,6 @@ Attempt TryOpen(const std::string& host, const Credentials& credentials, const s
   attempt.result = LdapConnection::Open({host, 636}, credentials, flags, attempt.connection,
                                         attempt.error, conditions);
   return attempt;
-}
-
-std::vector<std::string> WrongPasswords() {
-  return TestDomain::Get().Stored("(sAMAccountName=reader)", "badPwdCount");
 }
 
 TEST(Tls, TrustedAuthorityLetsBothKindsOfBindThrough) {

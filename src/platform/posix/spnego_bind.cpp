@@ -17,7 +17,7 @@ namespace zorvan::platform::posix {
 namespace {
 
 // More legs than any mechanism takes.
-constexpr int kMostLegs = 10;
+constexpr int kMaxLegs = 10;
 
 gss_OID_desc spnegoMechanism{6, const_cast<char*>("\x2b\x06\x01\x05\x05\x02")};
 gss_OID_desc kerberosMechanism{9, const_cast<char*>("\x2a\x86\x48\x86\xf7\x12\x01\x02\x02")};
@@ -116,7 +116,7 @@ SpnegoOutcome Negotiate(const Negotiation& with, const BindExchange& exchange,
         exchange({static_cast<const char*>(token.data()), token.size()}, answer, error);
     if (Failed(outcome.result)) return outcome;
   }
-  for (int leg = with.taken == nullptr ? 0 : 1; leg < kMostLegs; ++leg) {
+  for (int leg = with.taken == nullptr ? 0 : 1; leg < kMaxLegs; ++leg) {
     OM_uint32 minor = 0;
     GssBuffer token;
     if (major == GSS_S_CONTINUE_NEEDED) {

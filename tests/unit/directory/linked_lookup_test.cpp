@@ -44,11 +44,11 @@ TEST_F(LinkedLookupTest, ForgetsEverythingBeforeItRemembersTooMuch) {
     const std::string number = std::to_string(i);
     return u"CN=" + std::u16string(number.begin(), number.end()) + u",DC=example,DC=com";
   };
-  for (std::size_t i = 0; i < LinkedLookup::kMostRemembered; ++i) links.Find(name(i));
+  for (std::size_t i = 0; i < LinkedLookup::kMaxRemembered; ++i) links.Find(name(i));
   EXPECT_FALSE(links.Wants(name(0)));
-  links.Find(name(LinkedLookup::kMostRemembered));
+  links.Find(name(LinkedLookup::kMaxRemembered));
   EXPECT_TRUE(links.Wants(name(0)));
-  EXPECT_FALSE(links.Wants(name(LinkedLookup::kMostRemembered)));
+  EXPECT_FALSE(links.Wants(name(LinkedLookup::kMaxRemembered)));
 }
 
 }  // namespace

@@ -209,7 +209,7 @@ TEST_F(RowBuilderTest, AGroupOfAnySizeIsReadInFewBatches) {
 }
 
 TEST_F(RowBuilderTest, ARowThatOverflowsWhatIsRememberedIsStillReadInOneBatch) {
-  const std::vector<std::u16string> names = NamesOfMany(LinkedLookup::kMostRemembered);
+  const std::vector<std::u16string> names = NamesOfMany(LinkedLookup::kMaxRemembered);
   std::vector<std::u16string> knownAndNew(names.end() - 500, names.end());
   knownAndNew.push_back(NameOf(u"Staff"));
   AddRow(u"first").Texts(u"memberOf", names);
